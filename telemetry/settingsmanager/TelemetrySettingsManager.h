@@ -1,0 +1,171 @@
+#pragma once
+
+#include <keyvalue/KeyValueStore.h>
+#include <settingsmodule/ISettingsManager.h>
+#include <telemetry/historystore/IHistoryStore.h>
+#include <telemetry/settingsmanager/ITelemetrySettingsManager.h>
+#include <telemetry/settingsmanager/OwnerCheckedTimedMutex.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace Tamar {
+namespace OS {
+namespace Telemetry {
+
+// Hash for string-keyed maps that are searched with a const char* or string_view, so that a
+// lookup on a hot path builds no std::string.
+struct TransparentStringHash {
+    using is_transparent = void;
+    size_t operator()(std::string_view text) const noexcept {
+        return std::hash<std::string_view>{}(text);
+    }
+};
+
+using LowLatencyOverrideMap = std::unordered_map<std::string, bool>;
+
+class TelemetrySettingsManager : public BASALT::Settings::v3::ISettingsListener,
+                                 public ITelemetrySettingsManager {
+public:
+    static std::shared_ptr<ITelemetrySettingsManager> instance();
+
+    TelemetrySettingsManager();
+    TelemetrySettingsManager(std::shared_ptr<BASALT::Settings::v3::ISettingsManager> settings,
+                             std::shared_ptr<IStorageCache> cache);
+    ~TelemetrySettingsManager() override;
+
+    TelemetrySettingsManager(const TelemetrySettingsManager&) = delete;
+    TelemetrySettingsManager& operator=(const TelemetrySettingsManager&) = delete;
+
+    // ISettingsListener
+    void onSettingChange(const char* key) override;
+
+    // Operations of this class that a subclass may replace, in their slot order.
+    virtual LowLatencyOverrideMap parseLowLatencyMapFromString(const std::string& text);
+    virtual bool updateGkValues();
+    virtual void updateMcStrings(const char* key, const std::string& defaultValue);
+    virtual void getLatestMcStrings(const char* key);
+    virtual void setLowLatencyOverrideSettings(const std::string& key, const std::string& value);
+    virtual bool isServiceRunning(const char* name);
+    virtual bool initializeGKs();
+
+    // ITelemetrySettingsManager
+    void setHistoryStoreManager(std::shared_ptr<HistoryStoreManager> manager) override;
+    bool isTelemetryEnabled() override;
+    std::optional<std::string> getTelemetryDeviceId() override;
+    std::optional<std::string> getKestrelDeviceId() override;
+    int getTelemetryManagedMode(const TimePoint& t, const UserId& user) override;
+    bool getTelemetryLocalAccountModeEnabled(const TimePoint& t, const UserId& user) override;
+    int getTelemetryLogLevel() override;
+    bool setTelemetryLogLevel(int level) override;
+    bool isVerboseEnabled() override;
+    bool setVerboseEnabled(bool on) override;
+    std::unordered_set<std::string> getTelemetryEventNameFilter() override;
+    bool addTelemetryEventNameFilter(std::string name) override;
+    void clearTelemetryEventNameFilter() override;
+    bool getTelemetryClockAdjusted() override;
+    bool setTelemetryClockAdjusted(bool adjusted) override;
+    bool getTelemetryAdjustedCacheTime() override;
+    bool setTelemetryAdjustedCacheTime(bool adjusted) override;
+    long getTelemetryTimeDistance() override;
+    bool setTelemetryTimeDistance(long distance) override;
+    bool getAccountCheckpointed(const TimePoint& t) override;
+    unsigned int getCurrentUser(const TimePoint& t) override;
+    bool getGKFlag(const char* name) override;
+    int getHistoryStoreCleanupTimeoutSec() override;
+    bool getIsUserDevBuild() override;
+    std::string getTelemetryAllowedSDKEventsList() override;
+    std::unordered_set<std::string> getStatsdVerificationEventsList() override;
+    std::pair<bool, std::unordered_set<std::string>> getVerificationStatus() override;
+    bool isEventInVerification(const std::string& eventName) override;
+    std::string getRateLimiterConfig() override;
+    void triggerUpload(void* context, UploadCallback callback) override;
+    bool enableUpload() override;
+    bool disableUpload() override;
+    bool isUploadEnabled() override;
+    void lockUploadState() override;
+    void unlockUploadState() override;
+    LowLatencyOverrideMap getLowLatencyOverrideList() override;
+    std::unordered_set<std::string> getLowLatencyAllowList() override;
+    void setTravelModeEnabled(bool enabled) override;
+    int getStatsdCollectionFrequencySec() override;
+    bool setStatsdCollectionFrequencySec(int seconds) override;
+    std::string getNTSessionId() override;
+    bool getIsNuxCompleted() override;
+
+    static std::unordered_set<std::string> parseListFromString(const std::string& text);
+
+    // Synchronisation with the settings service and the refreshes it is made of.
+    bool syncSettings();
+    void getAndSetTelemetryEnabled();
+    void getAndSetTelemetryDeviceId();
+    void getAndSetKestrelDeviceId();
+    void getAndSetTelemetryManagedMode();
+    void getAndSetTelemetryLocalAccountModeEnabled();
+    void getAndSetAccountCheckpointed();
+    void getAndSetCurrentUser();
+    void getAndSetIsNuxCompleted();
+    void getAndSetTelemetryLogLevel();
+    void getAndSetVerbose();
+    std::optional<std::string> getStringFromSettingsManager(const char* key) const;
+    std::string generateKestrelId();
+
+private:
+    static std::shared_ptr<ITelemetrySettingsManager> instance_;
+
+    using GateAccessor = std::function<std::optional<bool>()>;
+
+    void fillTables();
+    void buildLowLatencyMaps();
+
+    std::shared_ptr<IHistoryStore<bool>> accountCheckpointedHistory;
+    std::shared_ptr<IHistoryStore<unsigned int>> currentUserHistory;
+    std::shared_ptr<IHistoryStore<bool>> localAccountModeHistory;
+    std::shared_ptr<IHistoryStore<int>> managedModeHistory;
+    std::shared_ptr<BASALT::Settings::v3::ISettingsManager> settingsManager;
+    std::unique_ptr<KeyValueDispatch> kvStore;
+    std::atomic<bool> telemetryEnabled{false};
+    std::atomic<bool> initialized{false};
+    bool synced = false;
+    OwnerCheckedTimedMutex mcStringsLock;  // remote configuration lock
+    std::timed_mutex syncLock;
+    std::optional<std::string> telemetryDeviceId;
+    std::mutex deviceIdLock;
+    std::optional<std::string> kestrelDeviceId;
+    std::mutex kestrelIdLock;
+    std::atomic<bool> localAccountModeEnabled{false};
+    std::atomic<int32_t> managedMode{0};
+    std::atomic<int32_t> logLevel{0};
+    std::atomic<bool> verbose{false};
+    std::atomic<bool> accountCheckpointed{false};
+    std::atomic<uint32_t> currentUser{0};
+    std::atomic<bool> travelModeEnabled{false};
+    std::atomic<int32_t> statsdCollectionFrequencySec{60};
+    std::atomic<bool> nuxCompleted{false};
+    std::mutex eventNameFilterLock;
+    std::unordered_set<std::string> eventNameFilter;
+    std::unordered_map<std::string, std::atomic<bool>, TransparentStringHash, std::equal_to<>>
+            gkValueCache;
+    std::unordered_map<std::string, std::string> mcStringCache;  // remote string cache
+    std::mutex mcDataLock;                                       // remote data lock
+    std::mutex parseCacheLock;
+    std::unordered_map<std::string, LowLatencyOverrideMap> lowLatencyMaps;
+    std::unordered_map<const char*, GateAccessor> syspropsApiMap;
+    std::unordered_set<const char*> liveGates;
+    bool uploadTriggered = false;
+    std::string lastOnDemandToken;
+    std::atomic<bool> uploadStateLocked{false};
+};
+
+}  // namespace Telemetry
+}  // namespace OS
+}  // namespace Tamar

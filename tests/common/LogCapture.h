@@ -1,0 +1,81 @@
+#pragma once
+
+#include <android/log.h>
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+struct LogLine {
+    int priority;
+    std::string tag;
+    std::string message;
+};
+
+// Captures every liblog line of the process while an instance is alive. liblog allows one
+// logger per process, so only one LogCapture may exist at a time.
+class LogCapture {
+public:
+    LogCapture() {
+        std::lock_guard<std::mutex> lock(mutex());
+        lines().clear();
+        previousPriority_ = __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+        __android_log_set_logger(&LogCapture::capture);
+    }
+    ~LogCapture() {
+        __android_log_set_logger(&__android_log_stderr_logger);
+        __android_log_set_minimum_priority(previousPriority_);
+    }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    std::vector<LogLine> all() const {
+        std::lock_guard<std::mutex> lock(mutex());
+        return lines();
+    }
+    // Lines with this tag, in order.
+    std::vector<LogLine> withTag(const std::string& tag) const {
+        std::vector<LogLine> out;
+        for (auto& line : all()) {
+            if (line.tag == tag) out.push_back(line);
+        }
+        return out;
+    }
+    size_t count(const std::string& tag, const std::string& message) const {
+        auto captured = all();
+        return static_cast<size_t>(std::count_if(captured.begin(), captured.end(), [&](const LogLine& l) {
+            return l.tag == tag && l.message == message;
+        }));
+    }
+    size_t count(int priority, const std::string& tag, const std::string& message) const {
+        auto captured = all();
+        return static_cast<size_t>(std::count_if(captured.begin(), captured.end(), [&](const LogLine& l) {
+            return l.priority == priority && l.tag == tag && l.message == message;
+        }));
+    }
+    void clear() {
+        std::lock_guard<std::mutex> lock(mutex());
+        lines().clear();
+    }
+
+private:
+    static std::mutex& mutex() {
+        static std::mutex m;
+        return m;
+    }
+    static std::vector<LogLine>& lines() {
+        static std::vector<LogLine> l;
+        return l;
+    }
+    static void capture(const struct __android_logger_data* data, const char* message) {
+        std::lock_guard<std::mutex> lock(mutex());
+        lines().push_back({data->priority, data->tag ? data->tag : "", message ? message : ""});
+    }
+
+    int previousPriority_ = ANDROID_LOG_DEFAULT;
+};
+
+}  // namespace testsupport
