@@ -20,8 +20,12 @@ struct LogLine {
 class LogCapture {
 public:
     LogCapture() {
-        std::lock_guard<std::mutex> lock(mutex());
-        lines().clear();
+        {
+            std::lock_guard<std::mutex> lock(mutex());
+            lines().clear();
+        }
+        // Not under mutex(): liblog calls capture() holding its logger lock, which
+        // __android_log_set_logger takes too, so holding both here inverts the order.
         previousPriority_ = __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
         __android_log_set_logger(&LogCapture::capture);
     }

@@ -3,6 +3,7 @@
 // Key-value store library of the device (host build). Values are strings kept per
 // (store, name, key); every process that opens the same store shares its data.
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,6 +42,9 @@ class SORRELKeyValueStorageStrategy : public IKeyValueStorageStrategy {
 public:
     SORRELKeyValueStorageStrategy();
     explicit SORRELKeyValueStorageStrategy(std::string directory);
+    // How long one operation waits for another connection's lock before it gives up
+    // (default one second); an empty directory means the one from the environment.
+    SORRELKeyValueStorageStrategy(std::string directory, std::chrono::milliseconds busyTimeout);
     ~SORRELKeyValueStorageStrategy() override;
 
     std::optional<std::string> read(Store store, const std::string& name,

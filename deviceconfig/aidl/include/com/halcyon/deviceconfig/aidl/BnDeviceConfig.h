@@ -1,0 +1,20 @@
+#pragma once
+
+#include <binder/IInterface.h>
+#include <com/halcyon/deviceconfig/aidl/IDeviceConfig.h>
+
+namespace com::halcyon::deviceconfig::aidl {
+
+class BnDeviceConfig : public ::android::BnInterface<IDeviceConfig> {
+public:
+    static constexpr uint32_t TRANSACTION_getProperties = ::android::IBinder::FIRST_CALL_TRANSACTION + 0;
+    static constexpr uint32_t TRANSACTION_addOnPropertiesChangeListener =
+            ::android::IBinder::FIRST_CALL_TRANSACTION + 1;
+    static constexpr uint32_t TRANSACTION_removeOnPropertiesChangeListener =
+            ::android::IBinder::FIRST_CALL_TRANSACTION + 2;
+    explicit BnDeviceConfig();
+    ::android::status_t onTransact(uint32_t _aidl_code, const ::android::Parcel& _aidl_data,
+                                   ::android::Parcel* _aidl_reply, uint32_t _aidl_flags) override;
+};
+
+}  // namespace com::halcyon::deviceconfig::aidl

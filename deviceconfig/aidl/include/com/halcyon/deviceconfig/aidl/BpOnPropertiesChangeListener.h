@@ -1,0 +1,17 @@
+#pragma once
+
+#include <binder/IBinder.h>
+#include <binder/IInterface.h>
+#include <utils/Errors.h>
+#include <com/halcyon/deviceconfig/aidl/IOnPropertiesChangeListener.h>
+
+namespace com::halcyon::deviceconfig::aidl {
+
+class BpOnPropertiesChangeListener : public ::android::BpInterface<IOnPropertiesChangeListener> {
+public:
+    explicit BpOnPropertiesChangeListener(const ::android::sp<::android::IBinder>& _aidl_impl);
+    virtual ~BpOnPropertiesChangeListener() = default;
+    ::android::binder::Status onPropertiesChanged(const std::vector<Property>& properties) override;
+};
+
+}  // namespace com::halcyon::deviceconfig::aidl

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <binder/IBinder.h>
+#include <binder/IInterface.h>
+#include <binder/Status.h>
+#include <com/halcyon/deviceconfig/aidl/Property.h>
+#include <utils/String16.h>
+#include <utils/StrongPointer.h>
+
+#include <memory>
+#include <vector>
+
+namespace com::halcyon::deviceconfig::aidl {
+
+class IOnPropertiesChangeListener : public ::android::IInterface {
+public:
+    static const ::android::String16 descriptor;
+    static ::android::sp<IOnPropertiesChangeListener> asInterface(const ::android::sp<::android::IBinder>& obj);
+    virtual const ::android::String16& getInterfaceDescriptor() const;
+    IOnPropertiesChangeListener();
+    virtual ~IOnPropertiesChangeListener();
+    // Serves a transaction that the remote object does not know; empty by default.
+    static bool setDefaultImpl(std::unique_ptr<IOnPropertiesChangeListener> impl);
+    static const std::unique_ptr<IOnPropertiesChangeListener>& getDefaultImpl();
+
+    virtual ::android::binder::Status onPropertiesChanged(const std::vector<Property>& properties) = 0;
+
+private:
+    static std::unique_ptr<IOnPropertiesChangeListener> default_impl;
+};
+
+class IOnPropertiesChangeListenerDefault : public IOnPropertiesChangeListener {
+public:
+    ::android::IBinder* onAsBinder() override { return nullptr; }
+    ::android::binder::Status onPropertiesChanged(const std::vector<Property>& /*properties*/) override {
+        return ::android::binder::Status::fromStatusT(::android::UNKNOWN_TRANSACTION);
+    }
+};
+
+}  // namespace com::halcyon::deviceconfig::aidl

@@ -1,0 +1,95 @@
+#define LOG_TAG "BpBinder"
+
+#include <binder/BpBinder.h>
+
+#include <utility>
+
+#include <binder/Parcel.h>
+#include <log/log.h>
+
+#include "Driver.h"
+#include "FlatBinder.h"
+
+namespace android {
+
+BpBinder::BpBinder(std::shared_ptr<hostbinder::Node> node) : mNode(std::move(node)) {}
+
+BpBinder::~BpBinder() = default;
+
+BpBinder* BpBinder::remoteBinder() { return this; }
+
+uint32_t BpBinder::handle() const { return mNode->handle; }
+
+int16_t BpBinder::stability() const { return hostbinder::kStabilitySystem; }
+
+bool BpBinder::isBinderAlive() const { return !mNode->isDead(); }
+
+status_t BpBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
+    // FLAG_PRIVATE_VENDOR never reaches the kernel.
+    flags &= ~static_cast<uint32_t>(FLAG_PRIVATE_VENDOR);
+    return hostbinder::Driver::instance().transact(mNode, code, data, reply, flags);
+}
+
+status_t BpBinder::pingBinder() {
+    Parcel data;
+    Parcel reply;
+    return transact(PING_TRANSACTION, data, &reply);
+}
+
+const String16& BpBinder::getInterfaceDescriptor() const {
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        if (mDescriptorCached) return mDescriptorCache;
+    }
+    Parcel data;
+    Parcel reply;
+    String16 descriptor;
+    // transact is not const in IBinder; asking for the descriptor changes nothing.
+    const status_t status =
+            const_cast<BpBinder*>(this)->transact(INTERFACE_TRANSACTION, data, &reply);
+    std::lock_guard<std::mutex> guard(mLock);
+    if (!mDescriptorCached && status == OK && reply.readString16(&descriptor) == OK) {
+        mDescriptorCache = descriptor;
+        mDescriptorCached = true;
+    }
+    // Before it is cached the empty cache string stands for "unknown".
+    return mDescriptorCache;
+}
+
+status_t BpBinder::dump(int /*fd*/, const Vector<String16>& /*args*/) {
+    // File descriptors do not travel through the host driver.
+    return INVALID_OPERATION;
+}
+
+status_t BpBinder::linkToDeath(const sp<DeathRecipient>& recipient, void* cookie,
+                               uint32_t flags) {
+    if (recipient == nullptr) return BAD_VALUE;
+    std::lock_guard<std::mutex> guard(mLock);
+    if (mObitsSent || mNode->isDead()) return DEAD_OBJECT;
+    mObituaries.push_back({recipient, cookie, flags});
+    return OK;
+}
+
+status_t BpBinder::unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie,
+                                 uint32_t flags, wp<DeathRecipient>* outRecipient) {
+    std::lock_guard<std::mutex> guard(mLock);
+    if (mObitsSent) return DEAD_OBJECT;
+    for (auto it = mObituaries.begin(); it != mObituaries.end(); ++it) {
+        const bool matches = it->recipient == recipient ||
+                             (recipient == nullptr && it->cookie == cookie);
+        if (matches && it->flags == flags) {
+            if (outRecipient != nullptr) *outRecipient = it->recipient;
+            mObituaries.erase(it);
+            return OK;
+        }
+    }
+    return NAME_NOT_FOUND;
+}
+
+std::vector<BpBinder::Obituary> BpBinder::takeObituaries() {
+    std::lock_guard<std::mutex> guard(mLock);
+    mObitsSent = true;
+    return std::exchange(mObituaries, {});
+}
+
+}  // namespace android

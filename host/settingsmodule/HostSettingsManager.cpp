@@ -1,0 +1,66 @@
+#include "HostSettingsManager.h"
+
+#include "SettingText.h"
+
+#include <string>
+
+namespace settingsmodule_host {
+
+namespace {
+
+class StringSettingValue final : public ISettingValue {
+public:
+    int32_t getType() const override { return BASALT::Settings::v3::kSettingTypeString; }
+    const char* getString() const override { return text.c_str(); }
+
+    std::string text;
+};
+
+}  // namespace
+
+HostSettingsManager::HostSettingsManager(SettingsService& service) : service_(service) {}
+
+HostSettingsManager::~HostSettingsManager() {
+    service_.removeOwner(this);
+}
+
+bool HostSettingsManager::getBool(const char* key, bool defaultValue) {
+    if (key == nullptr) return defaultValue;
+    std::optional<std::string> text = service_.value(key);
+    if (!text) return defaultValue;
+    return parseBoolSetting(*text).value_or(defaultValue);
+}
+
+int32_t HostSettingsManager::getInt(const char* key, int32_t defaultValue) {
+    if (key == nullptr) return defaultValue;
+    std::optional<std::string> text = service_.value(key);
+    if (!text) return defaultValue;
+    return parseIntSetting(*text).value_or(defaultValue);
+}
+
+const ISettingValue* HostSettingsManager::get(const char* key, const char* /*defaultValue*/) {
+    if (key == nullptr) return nullptr;
+    std::optional<std::string> text = service_.value(key);
+    if (!text) return nullptr;
+    thread_local StringSettingValue slot;
+    slot.text = std::move(*text);
+    return &slot;
+}
+
+bool HostSettingsManager::setString(const char* key, const char* value) {
+    if (key == nullptr || value == nullptr) return false;
+    service_.set(key, value);
+    return true;
+}
+
+bool HostSettingsManager::addListener(const char* key, ISettingsListener* listener) {
+    if (key == nullptr || listener == nullptr) return false;
+    return service_.addListener(this, key, listener);
+}
+
+bool HostSettingsManager::removeListener(const char* key, ISettingsListener* listener) {
+    if (key == nullptr || listener == nullptr) return false;
+    return service_.removeListener(this, key, listener);
+}
+
+}  // namespace settingsmodule_host

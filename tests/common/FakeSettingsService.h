@@ -1,0 +1,183 @@
+#pragma once
+
+#include <settingsmodule/ISettingsManager.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace testsupport {
+
+// An in-memory settings service: typed values, a log of every call the code under test makes,
+// the listeners it registered, and a way to deliver change notifications to them.
+// Thread-safe, so that change callbacks can be fired while readers run.
+class FakeSettingsService : public BASALT::Settings::v3::ISettingsManager {
+public:
+    using Listener = BASALT::Settings::v3::ISettingsListener;
+    using Value = std::variant<std::string, bool, int32_t>;
+
+    // Test set-up; not logged.
+    void putString(const std::string& key, const std::string& value) { put(key, value); }
+    void putBool(const std::string& key, bool value) { put(key, value); }
+    void putInt(const std::string& key, int32_t value) { put(key, value); }
+    void remove(const std::string& key) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        values_.erase(key);
+    }
+    void refuseSetString(bool refuse) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        refuseSetString_ = refuse;
+    }
+    std::optional<Value> value(const std::string& key) const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto it = values_.find(key);
+        if (it == values_.end()) return std::nullopt;
+        return it->second;
+    }
+
+    // Every call as "<operation> <key>", in order.
+    std::vector<std::string> calls() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return calls_;
+    }
+    // The calls whose operation is `operation`, as their keys, in order.
+    std::vector<std::string> keysOf(const std::string& operation) const {
+        std::vector<std::string> keys;
+        const std::string prefix = operation + " ";
+        for (const auto& call : calls()) {
+            if (call.rfind(prefix, 0) == 0) keys.push_back(call.substr(prefix.size()));
+        }
+        return keys;
+    }
+    void clearCalls() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        calls_.clear();
+    }
+    // Adds an entry of the test's own, so that calls on other fakes can be ordered against
+    // the calls on this one.
+    void record(const std::string& entry) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        calls_.push_back(entry);
+    }
+
+    // Registered listeners, as (key, listener) in registration order.
+    std::vector<std::pair<std::string, Listener*>> listeners() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return listeners_;
+    }
+
+    // Calls onSettingChange(key) on every listener registered for `key`.
+    void fireChange(const std::string& key) {
+        std::vector<Listener*> targets;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            for (auto& [k, l] : listeners_) {
+                if (k == key) targets.push_back(l);
+            }
+        }
+        for (auto* l : targets) l->onSettingChange(key.c_str());
+    }
+    // Stores a value, then notifies the listeners of its key.
+    void change(const std::string& key, const Value& value) {
+        put(key, value);
+        fireChange(key);
+    }
+
+    // ISettingsManager
+    bool getBool(const char* key, bool defaultValue) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        log("getBool", key);
+        auto it = values_.find(key);
+        if (it == values_.end()) return defaultValue;
+        if (auto* b = std::get_if<bool>(&it->second)) return *b;
+        if (auto* i = std::get_if<int32_t>(&it->second)) return *i != 0;
+        return defaultValue;
+    }
+    int32_t getInt(const char* key, int32_t defaultValue) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        log("getInt", key);
+        auto it = values_.find(key);
+        if (it == values_.end()) return defaultValue;
+        if (auto* i = std::get_if<int32_t>(&it->second)) return *i;
+        if (auto* b = std::get_if<bool>(&it->second)) return *b ? 1 : 0;
+        return defaultValue;
+    }
+    const BASALT::Settings::v3::ISettingValue* get(const char* key, const char*) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        log("get", key);
+        auto it = values_.find(key);
+        if (it == values_.end()) return nullptr;
+        // Valid until the next get() on this thread, as the real service promises.
+        thread_local SettingValue returned;
+        returned = SettingValue(it->second);
+        return &returned;
+    }
+    bool setString(const char* key, const char* value) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        log("setString", key);
+        if (refuseSetString_) return false;
+        values_[key] = std::string(value);
+        return true;
+    }
+    bool addListener(const char* key, Listener* listener) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        log("addListener", key);
+        listeners_.emplace_back(key, listener);
+        return true;
+    }
+    bool removeListener(const char* key, Listener* listener) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        log("removeListener", key);
+        auto it = std::find(listeners_.begin(), listeners_.end(),
+                            std::pair<std::string, Listener*>(key, listener));
+        if (it == listeners_.end()) return false;
+        listeners_.erase(it);
+        return true;
+    }
+
+private:
+    class SettingValue : public BASALT::Settings::v3::ISettingValue {
+    public:
+        SettingValue() = default;
+        explicit SettingValue(const Value& v) {
+            if (auto* s = std::get_if<std::string>(&v)) {
+                type_ = BASALT::Settings::v3::kSettingTypeString;
+                text_ = *s;
+            } else if (auto* b = std::get_if<bool>(&v)) {
+                type_ = BASALT::Settings::v3::kSettingTypeBool;
+                text_ = *b ? "true" : "false";
+            } else {
+                type_ = BASALT::Settings::v3::kSettingTypeInt;
+                text_ = std::to_string(std::get<int32_t>(v));
+            }
+        }
+        int32_t getType() const override { return type_; }
+        const char* getString() const override { return text_.c_str(); }
+
+    private:
+        int32_t type_ = BASALT::Settings::v3::kSettingTypeNone;
+        std::string text_;
+    };
+
+    void put(const std::string& key, const Value& value) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        values_[key] = value;
+    }
+    void log(const char* operation, const char* key) {
+        calls_.push_back(std::string(operation) + " " + key);
+    }
+
+    mutable std::mutex mutex_;
+    std::map<std::string, Value> values_;
+    std::vector<std::string> calls_;
+    std::vector<std::pair<std::string, Listener*>> listeners_;
+    bool refuseSetString_ = false;
+};
+
+}  // namespace testsupport

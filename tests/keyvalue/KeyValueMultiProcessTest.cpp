@@ -1,0 +1,81 @@
+#include <keyvalue/KeyValueStore.h>
+
+#include "ChildProcess.h"
+#include "TemporaryStoreDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace {
+
+using keyvaluetest::TemporaryStoreDirectory;
+
+constexpr const char* kName = "telemetry_service_settings";
+
+std::string keyFor(int child, int index) { return "c" + std::to_string(child) + "-k" + std::to_string(index); }
+std::string finalValueFor(int child, int index) { return std::to_string(child * 1000 + index); }
+
+TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
+    TemporaryStoreDirectory dir;
+    constexpr int kChildren = 3;
+    constexpr int kKeysPerChild = 40;
+    int start[2];
+    ASSERT_EQ(pipe(start), 0);
+
+    std::vector<pid_t> children;
+    for (int child = 0; child < kChildren; ++child) {
+        children.push_back(keyvaluetest::startChild([&, child] {
+            close(start[1]);
+            char ignored;
+            while (read(start[0], &ignored, 1) > 0) {
+            }
+            // Every child opens the file itself, so the set-up of a new database races too.
+            SORRELKeyValueStorageStrategy strategy(dir.path(), std::chrono::milliseconds(5000));
+            int failures = 0;
+            for (int i = 0; i < kKeysPerChild; ++i) {
+                failures += strategy.write(Store::Shared, kName, keyFor(child, i), "pending") ? 0 : 1;
+                failures += strategy.write(Store::Shared, kName, keyFor(child, i), finalValueFor(child, i)) ? 0 : 1;
+                failures += strategy.write(Store::Shared, kName, "shared", finalValueFor(child, i)) ? 0 : 1;
+            }
+            return failures > 100 ? 100 : failures;
+        }));
+    }
+    close(start[0]);
+    close(start[1]);  // starts every child at once
+
+    for (pid_t pid : children) EXPECT_EQ(keyvaluetest::waitForChild(pid), 0) << "failed writes in child " << pid;
+
+    SORRELKeyValueStorageStrategy reader(dir.path());
+    for (int child = 0; child < kChildren; ++child) {
+        for (int i = 0; i < kKeysPerChild; ++i) {
+            EXPECT_EQ(reader.read(Store::Shared, kName, keyFor(child, i)), finalValueFor(child, i));
+        }
+    }
+    const auto shared = reader.read(Store::Shared, kName, "shared");
+    ASSERT_TRUE(shared.has_value());
+    bool isSomeLastWrite = false;
+    for (int child = 0; child < kChildren; ++child) isSomeLastWrite |= *shared == finalValueFor(child, kKeysPerChild - 1);
+    EXPECT_TRUE(isSomeLastWrite) << *shared;
+}
+
+TEST(KeyValueMultiProcessTest, AcknowledgedWriteSurvivesTheWriterBeingKilled) {
+    TemporaryStoreDirectory dir;
+    const pid_t pid = keyvaluetest::startChild([&] {
+        SORRELKeyValueStorageStrategy strategy(dir.path());
+        if (!strategy.write(Store::Shared, kName, "kestrel", "id-1")) return 1;
+        kill(getpid(), SIGKILL);
+        return 2;
+    });
+    ASSERT_EQ(keyvaluetest::waitForChild(pid), -SIGKILL);
+
+    SORRELKeyValueStorageStrategy reader(dir.path());
+    EXPECT_EQ(reader.read(Store::Shared, kName, "kestrel"), "id-1");
+}
+
+}  // namespace

@@ -1,0 +1,77 @@
+#include "ManagerTestSupport.h"
+
+#include <chrono>
+#include <thread>
+#include <vector>
+
+namespace settingsmanagertest {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Readers on several threads while change callbacks and the first synchronisation run.
+// What is checked is that every answer is one the settings ever held (and, under the
+// thread sanitizer, that nothing races).
+TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
+    manager->logProbes = false;
+    manager->preferencesServiceRunning = false;
+    settings->putString("telemetry_state", "on");
+    settings->putInt("managed_device", 1);
+    settings->putInt("current_user", 10);
+    settings->putString("device_ent_id", "ent");
+
+    std::atomic<bool> stop{false};
+    std::atomic<int> readings{0};
+    std::vector<std::thread> threads;
+    for (int r = 0; r < 4; ++r) {
+        threads.emplace_back([&] {
+            while (!stop) {
+                const auto t = std::chrono::steady_clock::now();
+                manager->isTelemetryEnabled();
+                const int mode = manager->getTelemetryManagedMode(t, std::nullopt);
+                EXPECT_TRUE(mode == -1 || mode == 0 || mode == 1 || mode == 2) << mode;
+                const unsigned user = manager->getCurrentUser(t);
+                EXPECT_TRUE(user == 0 || user == 10 || user == 11) << user;
+                const auto id = manager->getTelemetryDeviceId();
+                EXPECT_TRUE(!id || *id == "ent");
+                manager->getKestrelDeviceId();
+                manager->getTelemetryLocalAccountModeEnabled(t, 3u);
+                manager->getAccountCheckpointed(t);
+                manager->getTelemetryLogLevel();
+                manager->isVerboseEnabled();
+                manager->getIsNuxCompleted();
+                ++readings;
+            }
+        });
+    }
+    threads.emplace_back([&] {
+        int i = 0;
+        while (!stop) {
+            settings->putInt("managed_device", 1 + (i % 2));
+            settings->putInt("current_user", 10 + (i % 2));
+            for (const char* key : {"telemetry_state", "managed_device", "current_user",
+                                    "local_account_mode_enabled_v1", "vela_account_checkpointed",
+                                    "first_time_nux_complete", "device_ent_id",
+                                    "kestrel_device_id"}) {
+                manager->onSettingChange(key);
+            }
+            ++i;
+        }
+    });
+    threads.emplace_back([&] {
+        while (!stop) manager->historyGate = !manager->historyGate;
+    });
+
+    std::this_thread::sleep_for(50ms);
+    manager->preferencesServiceRunning = true;
+    while (readings < 200) std::this_thread::sleep_for(5ms);
+    stop = true;
+    for (auto& t : threads) t.join();
+
+    EXPECT_TRUE(manager->isTelemetryEnabled());
+    EXPECT_EQ(manager->getTelemetryDeviceId(), "ent");
+    EXPECT_EQ(settings->listeners().size(), 6u);
+}
+
+}  // namespace
+}  // namespace settingsmanagertest

@@ -1,0 +1,290 @@
+// The host settings module, loaded the way the system loads it (LD_LIBRARY_PATH names the
+// module's directory) and driven through HostSettingsControl.h.
+
+#include <settingsmodule/SettingsManagerLoader.h>
+#include <settingsmodule_host/HostSettingsControl.h>
+
+#include <LogCapture.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdlib>
+#include <fstream>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using BASALT::Settings::v3::createSettingsManagerPtr;
+using BASALT::Settings::v3::ISettingsListener;
+using BASALT::Settings::v3::ISettingsManager;
+using BASALT::Settings::v3::ISettingValue;
+using settingsmodule_host::HostSettingsControl;
+
+struct Loaded {
+    std::shared_ptr<ISettingsManager> manager;
+    HostSettingsControl control;
+};
+
+Loaded load() {
+    std::shared_ptr<ISettingsManager> manager = createSettingsManagerPtr();
+    if (manager == nullptr) std::abort();  // the module directory is not on LD_LIBRARY_PATH
+    std::optional<HostSettingsControl> control = HostSettingsControl::find();
+    if (!control) std::abort();
+    return {std::move(manager), *control};
+}
+
+std::optional<std::string> textOf(ISettingsManager& manager, const char* key) {
+    const ISettingValue* value = manager.get(key, "unused default");
+    if (value == nullptr) return std::nullopt;
+    EXPECT_EQ(value->getType(), 1);
+    return std::string(value->getString());
+}
+
+class RecordingListener : public ISettingsListener {
+public:
+    void onSettingChange(const char* key) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        calls_.push_back({key, std::this_thread::get_id()});
+    }
+    std::vector<std::string> keys() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        std::vector<std::string> out;
+        for (auto& call : calls_) out.push_back(call.key);
+        return out;
+    }
+    bool allOnOtherThanThis() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (auto& call : calls_) {
+            if (call.thread == std::this_thread::get_id()) return false;
+        }
+        return true;
+    }
+
+private:
+    struct Call {
+        std::string key;
+        std::thread::id thread;
+    };
+    mutable std::mutex mutex_;
+    std::vector<Call> calls_;
+};
+
+TEST(HostSettingsModule, SeedsFromFileAndSkipsMalformedLines) {
+    char path[] = "/tmp/basalt-settings-XXXXXX";
+    int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    {
+        std::ofstream file(path);
+        file << "# seeded settings\n"
+                "telemetry_state = on\n"
+                "\n"
+                "no equals sign here\n"
+                "=value without key\n"
+                "managed_device=7\n"
+                "empty_value=\n"
+                "url=https://example.invalid/a=b#frag\n";
+    }
+    setenv("BASALT_SETTINGS_FILE", path, 1);
+    testsupport::LogCapture log;
+
+    Loaded loaded = load();
+    ISettingsManager& settings = *loaded.manager;
+
+    EXPECT_EQ(textOf(settings, "telemetry_state"), "on");
+    EXPECT_EQ(settings.getInt("managed_device", -1), 7);
+    EXPECT_EQ(textOf(settings, "empty_value"), "");
+    EXPECT_EQ(textOf(settings, "url"), "https://example.invalid/a=b#frag");
+    EXPECT_EQ(textOf(settings, "no equals sign here"), std::nullopt);
+    EXPECT_EQ(log.count(ANDROID_LOG_WARN, "BasaltHostSettings",
+                        std::string(path) + ":4: malformed settings line skipped"), 1u);
+    EXPECT_EQ(log.count(ANDROID_LOG_WARN, "BasaltHostSettings",
+                        std::string(path) + ":5: malformed settings line skipped"), 1u);
+    EXPECT_EQ(log.withTag("BasaltHostSettings").size(), 2u);
+    unlink(path);
+}
+
+TEST(HostSettingsModule, UnreadableFileLeavesSettingsEmpty) {
+    setenv("BASALT_SETTINGS_FILE", "/nonexistent/basalt.conf", 1);
+    testsupport::LogCapture log;
+
+    Loaded loaded = load();
+
+    EXPECT_EQ(textOf(*loaded.manager, "telemetry_state"), std::nullopt);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "BasaltHostSettings",
+                        "cannot read settings file '/nonexistent/basalt.conf'"), 1u);
+}
+
+TEST(HostSettingsModule, TypedGettersAcceptOnlyTheirTextForms) {
+    Loaded loaded = load();
+    ISettingsManager& settings = *loaded.manager;
+    auto boolOf = [&](const char* text, bool defaultValue) {
+        loaded.control.set("flag", text);
+        return settings.getBool("flag", defaultValue);
+    };
+    auto intOf = [&](const char* text) {
+        loaded.control.set("number", text);
+        return settings.getInt("number", -99);
+    };
+
+    EXPECT_TRUE(boolOf("true", false));
+    EXPECT_TRUE(boolOf("1", false));
+    EXPECT_FALSE(boolOf("false", true));
+    EXPECT_FALSE(boolOf("0", true));
+    EXPECT_TRUE(boolOf("TRUE", true));
+    EXPECT_FALSE(boolOf("yes", false));
+    EXPECT_TRUE(settings.getBool("absent", true));
+
+    EXPECT_EQ(intOf("42"), 42);
+    EXPECT_EQ(intOf("-2147483648"), INT32_MIN);
+    EXPECT_EQ(intOf("2147483647"), INT32_MAX);
+    EXPECT_EQ(intOf("2147483648"), -99);
+    EXPECT_EQ(intOf("42 "), -99);
+    EXPECT_EQ(intOf("0x1F"), -99);
+    EXPECT_EQ(intOf(""), -99);
+    EXPECT_EQ(settings.getInt("absent", 5), 5);
+
+    EXPECT_EQ(settings.get("absent", "default"), nullptr);
+    EXPECT_TRUE(settings.setString("name", "value"));
+    EXPECT_EQ(textOf(settings, "name"), "value");
+    EXPECT_TRUE(loaded.control.remove("name"));
+    EXPECT_FALSE(loaded.control.remove("name"));
+    EXPECT_EQ(textOf(settings, "name"), std::nullopt);
+}
+
+TEST(HostSettingsModule, ChangesNotifyListenersOfThatKeyOnTheNotifierThread) {
+    Loaded loaded = load();
+    RecordingListener watchingState;
+    RecordingListener watchingOther;
+    ASSERT_TRUE(loaded.manager->addListener("telemetry_state", &watchingState));
+    ASSERT_TRUE(loaded.manager->addListener("other", &watchingOther));
+
+    EXPECT_TRUE(loaded.manager->setString("telemetry_state", "on"));
+    ASSERT_TRUE(loaded.control.waitForNotifications());
+    EXPECT_THAT(watchingState.keys(), ::testing::ElementsAre("telemetry_state"));
+
+    loaded.control.set("telemetry_state", "OFF");
+    loaded.control.remove("telemetry_state");
+    ASSERT_TRUE(loaded.control.waitForNotifications());
+
+    EXPECT_THAT(watchingState.keys(), ::testing::ElementsAre("telemetry_state", "telemetry_state", "telemetry_state"));
+    EXPECT_TRUE(watchingState.allOnOtherThanThis());
+    EXPECT_TRUE(watchingOther.keys().empty());
+
+    loaded.manager->removeListener("telemetry_state", &watchingState);
+    loaded.manager->removeListener("other", &watchingOther);
+}
+
+TEST(HostSettingsModule, RemovedListenerIsNotCalledAgain) {
+    Loaded loaded = load();
+    RecordingListener listener;
+    ASSERT_TRUE(loaded.manager->addListener("key", &listener));
+    EXPECT_TRUE(loaded.manager->removeListener("key", &listener));
+    EXPECT_FALSE(loaded.manager->removeListener("key", &listener));
+
+    loaded.control.set("key", "value");
+    ASSERT_TRUE(loaded.control.waitForNotifications());
+    EXPECT_TRUE(listener.keys().empty());
+}
+
+// Blocks inside its callback until released, so that a removal can race with it.
+class BlockingListener : public ISettingsListener {
+public:
+    void onSettingChange(const char*) override {
+        std::unique_lock<std::mutex> lock(mutex_);
+        ++calls_;
+        entered_.notify_all();
+        released_.wait(lock, [this] { return release_; });
+    }
+    void waitUntilEntered() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        entered_.wait(lock, [this] { return calls_ > 0; });
+    }
+    void release() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        release_ = true;
+        released_.notify_all();
+    }
+    int calls() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return calls_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable entered_;
+    std::condition_variable released_;
+    int calls_ = 0;
+    bool release_ = false;
+};
+
+TEST(HostSettingsModule, RemoveListenerWaitsForTheCallInFlight) {
+    Loaded loaded = load();
+    BlockingListener listener;
+    ASSERT_TRUE(loaded.manager->addListener("key", &listener));
+    loaded.control.set("key", "1");
+    listener.waitUntilEntered();
+
+    std::atomic<bool> removed{false};
+    std::thread remover([&] {
+        loaded.manager->removeListener("key", &listener);
+        removed = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(removed.load());  // the callback still runs
+
+    listener.release();
+    remover.join();
+    EXPECT_TRUE(removed.load());
+
+    loaded.control.set("key", "2");
+    ASSERT_TRUE(loaded.control.waitForNotifications());
+    EXPECT_EQ(listener.calls(), 1);
+}
+
+class SelfRemovingListener : public ISettingsListener {
+public:
+    explicit SelfRemovingListener(ISettingsManager& settings) : settings_(settings) {}
+    void onSettingChange(const char* key) override {
+        calls.fetch_add(1);
+        removed = settings_.removeListener(key, this);
+    }
+    std::atomic<int> calls{0};
+    std::atomic<bool> removed{false};
+
+private:
+    ISettingsManager& settings_;
+};
+
+TEST(HostSettingsModule, ListenerMayRemoveItselfFromItsCallback) {
+    Loaded loaded = load();
+    SelfRemovingListener listener(*loaded.manager);
+    ASSERT_TRUE(loaded.manager->addListener("key", &listener));
+
+    loaded.control.set("key", "1");
+    loaded.control.set("key", "2");
+    ASSERT_TRUE(loaded.control.waitForNotifications());
+    EXPECT_EQ(listener.calls.load(), 1);
+    EXPECT_TRUE(listener.removed.load());
+}
+
+TEST(HostSettingsModule, DestroyedSettingsObjectTakesItsListenersAlong) {
+    Loaded loaded = load();
+    RecordingListener listener;
+    ASSERT_TRUE(loaded.manager->addListener("key", &listener));
+    EXPECT_EQ(loaded.control.liveSettingsManagers(), 1);
+
+    loaded.manager.reset();
+    EXPECT_EQ(loaded.control.liveSettingsManagers(), 0);
+    loaded.control.set("key", "value");
+    ASSERT_TRUE(loaded.control.waitForNotifications());
+    EXPECT_TRUE(listener.keys().empty());
+}
+
+}  // namespace

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace telemetrydump {
+
+// Exit codes of telemetry-settings-dump.
+enum ExitCode : int {
+    kExitOk = 0,
+    kExitRuntimeError = 1,  // the library or a host service could not be set up
+    kExitUsage = 2,         // unknown flag or bad flag value
+    kExitBadInput = 3,      // a settings, property or device-config file is missing or malformed
+};
+
+struct DumpOptions {
+    std::string settingsFile;      // host: seeds the host settings module
+    std::string propertiesFile;    // host: system properties
+    std::string deviceConfigFile;  // host: seeds the in-process device-config service
+    std::string stateDir;          // host: where the key-value store lives
+    std::optional<std::chrono::seconds> at;  // also answer for this long before now
+    bool full = false;   // print remote configuration strings whole
+    bool json = false;   // one JSON document instead of aligned text
+    bool verbose = false;  // let the library's own log lines through
+    bool help = false;
+};
+
+// Fills unset host paths with the shipped defaults. Returns false with a message on a bad
+// command line.
+bool parseOptions(int argc, char** argv, DumpOptions* options, std::string* error);
+
+std::string usageText(const char* program);
+
+}  // namespace telemetrydump

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "DumpOptions.h"
+
+#include <string>
+
+namespace telemetrydump {
+
+// On a host, stands up what a device provides before the settings manager is first used:
+// the key-value store directory, system properties, the settings module seeded from a file,
+// an in-process device-config service and the "PreferencesService" registration.
+// Returns kExitOk, or another exit code with a message naming the file and line at fault.
+ExitCode prepareHostEnvironment(const DumpOptions& options, std::string* error);
+
+}  // namespace telemetrydump

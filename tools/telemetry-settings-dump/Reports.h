@@ -1,0 +1,15 @@
+#pragma once
+
+#include "SettingsSnapshot.h"
+
+#include <string>
+
+namespace telemetrydump {
+
+// Aligned text for people. Remote configuration strings are shortened unless `full`.
+std::string renderText(const SettingsSnapshot& snapshot, bool full);
+
+// One JSON document for scripts; remote configuration strings are always whole.
+std::string renderJson(const SettingsSnapshot& snapshot);
+
+}  // namespace telemetrydump

@@ -1,0 +1,117 @@
+#include "Reports.h"
+
+#include <iomanip>
+#include <sstream>
+
+namespace telemetrydump {
+namespace {
+
+constexpr int kLabelWidth = 34;
+constexpr size_t kShortLength = 60;
+
+const char* yesNo(bool value) { return value ? "true" : "false"; }
+
+std::string optionalText(const std::optional<std::string>& value) {
+    return value ? *value : "(none)";
+}
+
+std::string joined(const std::vector<std::string>& items) {
+    if (items.empty()) return "(none)";
+    std::string out;
+    for (const auto& item : items) {
+        if (!out.empty()) out += ", ";
+        out += item.empty() ? "\"\"" : item;
+    }
+    return out;
+}
+
+std::string shortened(const std::string& value, bool full) {
+    if (value.empty()) return "(empty)";
+    if (full || value.size() <= kShortLength) return value;
+    return value.substr(0, kShortLength - 3) + "... (" + std::to_string(value.size()) + " chars)";
+}
+
+class Section {
+public:
+    Section(std::ostringstream& out, const char* title) : out_(out) { out_ << title << "\n"; }
+    ~Section() { out_ << "\n"; }
+    template <typename T>
+    void row(const std::string& label, const T& value) {
+        out_ << "  " << std::left << std::setw(kLabelWidth) << label << value << "\n";
+    }
+
+private:
+    std::ostringstream& out_;
+};
+
+void accountRows(Section& section, const AccountState& state) {
+    section.row("managed mode", state.managedMode);
+    section.row("local account mode", yesNo(state.localAccountMode));
+    section.row("account checkpointed", yesNo(state.accountCheckpointed));
+    section.row("current user", state.currentUser);
+}
+
+}  // namespace
+
+std::string renderText(const SettingsSnapshot& s, bool full) {
+    std::ostringstream out;
+    {
+        Section section(out, "Telemetry");
+        section.row("telemetry enabled", yesNo(s.telemetryEnabled));
+        section.row("telemetry device id", optionalText(s.telemetryDeviceId));
+        section.row("kestrel device id", optionalText(s.kestrelDeviceId));
+        section.row("NUX completed", yesNo(s.nuxCompleted));
+        section.row("log level", s.logLevel);
+        section.row("verbose", yesNo(s.verbose));
+        section.row("build is user-dev", yesNo(s.userDevBuild));
+    }
+    {
+        Section section(out, "Account state now");
+        accountRows(section, s.now);
+    }
+    if (s.earlier) {
+        std::string title = "Account state " + std::to_string(*s.earlierSecondsAgo) + " s ago";
+        Section section(out, title.c_str());
+        accountRows(section, *s.earlier);
+    }
+    {
+        Section section(out, "Preferences");
+        section.row("clock adjusted", yesNo(s.clockAdjusted));
+        section.row("adjusted cache time", yesNo(s.adjustedCacheTime));
+        section.row("time distance", s.timeDistance);
+        section.row("event-name filter", joined(s.eventNameFilter));
+        section.row("statsd collection frequency (s)", s.statsdCollectionFrequencySec);
+        section.row("history clean-up timeout (s)", s.historyCleanupTimeoutSec);
+    }
+    {
+        Section section(out, "Feature gates");
+        for (const auto& gate : s.gates) section.row(gate.name, yesNo(gate.value));
+    }
+    {
+        Section section(out, "Remote configuration");
+        for (const auto& remote : s.remoteStrings) {
+            section.row(remote.key, shortened(remote.value, full));
+            section.row("", "  from " + remote.source);
+        }
+    }
+    {
+        Section section(out, "Event lists");
+        section.row("verification enabled", yesNo(s.verificationEnabled));
+        section.row("verification events", joined(s.verificationEvents));
+        std::vector<std::string> overrides;
+        for (const auto& [event, lowLatency] : s.lowLatencyOverrides) {
+            overrides.push_back(event + "=" + yesNo(lowLatency));
+        }
+        section.row("low-latency overrides", joined(overrides));
+        section.row("low-latency allow list", joined(s.lowLatencyAllowList));
+    }
+    {
+        Section section(out, "Upload");
+        section.row("upload enabled", yesNo(s.uploadEnabled));
+        section.row("session id", s.sessionId.empty() ? "(none)" : s.sessionId);
+    }
+    out << "Account-state histories\n" << s.histories;
+    return out.str();
+}
+
+}  // namespace telemetrydump
