@@ -128,8 +128,8 @@ std::unordered_set<std::string> TelemetrySettingsManager::getStatsdVerificationE
             cachedString(mcStringCache, TelemetryVelaconfigs::StatsdEventVerificationList);
     mcStringsLock.unlock();
     std::unordered_set<std::string> events = parseListFromString(list);
-    // This thread no longer holds the lock, so this release does nothing; it is kept so that
-    // the call sequence of this operation stays what its callers were built against.
+    // This operation has always released the lock a second time. The lock ignores a release
+    // by a thread that does not hold it, so this call leaves another reader's hold intact.
     mcStringsLock.unlock();
     return events;
 }

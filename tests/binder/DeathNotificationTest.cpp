@@ -51,7 +51,17 @@ sp<IBinder> registerService(const char* name, const sp<TestService>& service) {
     return android::defaultServiceManager()->checkService(String16(name));
 }
 
-TEST(DeathNotification, KilledServiceNotifiesAndAnswersDeadObject) {
+// Each case normally has a process of its own; starting from an empty registry also
+// keeps repeated runs in one process meaningful.
+class DeathNotification : public ::testing::Test {
+protected:
+    void SetUp() override {
+        android::hostbinder::clearServices();
+        android::hostbinder::waitForIdle();
+    }
+};
+
+TEST_F(DeathNotification, KilledServiceNotifiesAndAnswersDeadObject) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     const sp<RecordingRecipient> recipient = new RecordingRecipient();
     const sp<RecordingRecipient> second = new RecordingRecipient();
@@ -77,7 +87,7 @@ TEST(DeathNotification, KilledServiceNotifiesAndAnswersDeadObject) {
     EXPECT_EQ(android::NAME_NOT_FOUND, android::hostbinder::killService(String16("svc")));
 }
 
-TEST(DeathNotification, UnlinkedAndReleasedRecipientsAreNotNotified) {
+TEST_F(DeathNotification, UnlinkedAndReleasedRecipientsAreNotNotified) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     const sp<RecordingRecipient> unlinked = new RecordingRecipient();
     sp<RecordingRecipient> released = new RecordingRecipient();
@@ -96,7 +106,7 @@ TEST(DeathNotification, UnlinkedAndReleasedRecipientsAreNotNotified) {
     EXPECT_TRUE(unlinked->deaths().empty());
 }
 
-TEST(DeathNotification, NameCanBeRegisteredAgainAfterDeath) {
+TEST_F(DeathNotification, NameCanBeRegisteredAgainAfterDeath) {
     const sp<TestService> original = new TestService();
     const sp<IBinder> dead = registerService("svc", original);
     ASSERT_EQ(android::OK, android::hostbinder::killService(String16("svc")));
@@ -115,7 +125,7 @@ TEST(DeathNotification, NameCanBeRegisteredAgainAfterDeath) {
     EXPECT_FALSE(dead->isBinderAlive());
 }
 
-TEST(DeathNotification, KillingAnObjectRemovesAllItsNames) {
+TEST_F(DeathNotification, KillingAnObjectRemovesAllItsNames) {
     const sp<TestService> service = new TestService();
     registerService("one", service);
     registerService("two", service);
@@ -125,7 +135,7 @@ TEST(DeathNotification, KillingAnObjectRemovesAllItsNames) {
     EXPECT_EQ(android::BAD_VALUE, android::hostbinder::killBinder(nullptr));
 }
 
-TEST(DeathNotification, RecipientMayCallBackIntoTheRuntime) {
+TEST_F(DeathNotification, RecipientMayCallBackIntoTheRuntime) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     struct Reconnecting : public IBinder::DeathRecipient {
         std::atomic<bool> reconnected{false};
@@ -140,7 +150,7 @@ TEST(DeathNotification, RecipientMayCallBackIntoTheRuntime) {
     EXPECT_TRUE(recipient->reconnected);
 }
 
-TEST(DeathNotification, DeathRacingWithCallsAndLinks) {
+TEST_F(DeathNotification, DeathRacingWithCallsAndLinks) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     std::atomic<bool> stop{false};
     std::atomic<int> linkedAfterDeath{0};

@@ -27,7 +27,17 @@ sp<IBinder> registerService(const char* name, const sp<TestService>& service) {
     return android::defaultServiceManager()->checkService(String16(name));
 }
 
-TEST(DriverTransactions, ServiceManagerAnswersTheSameProxyForAName) {
+// Each case normally has a process of its own; starting from an empty registry also
+// keeps repeated runs in one process meaningful.
+class DriverTransactions : public ::testing::Test {
+protected:
+    void SetUp() override {
+        android::hostbinder::clearServices();
+        android::hostbinder::waitForIdle();
+    }
+};
+
+TEST_F(DriverTransactions, ServiceManagerAnswersTheSameProxyForAName) {
     const sp<TestService> service = new TestService();
     const sp<IBinder> first = registerService("svc", service);
     ASSERT_NE(nullptr, first);
@@ -44,7 +54,7 @@ TEST(DriverTransactions, ServiceManagerAnswersTheSameProxyForAName) {
               android::defaultServiceManager()->addService(String16("null"), nullptr));
 }
 
-TEST(DriverTransactions, TwoWayCallCopiesRequestAndReply) {
+TEST_F(DriverTransactions, TwoWayCallCopiesRequestAndReply) {
     const sp<TestService> service = new TestService();
     const sp<IBinder> proxy = registerService("svc", service);
 
@@ -62,7 +72,7 @@ TEST(DriverTransactions, TwoWayCallCopiesRequestAndReply) {
     EXPECT_EQ("h\xC3\xA9llo", answer);
 }
 
-TEST(DriverTransactions, NegativeResultReachesCallerWithEmptyReply) {
+TEST_F(DriverTransactions, NegativeResultReachesCallerWithEmptyReply) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     Parcel data;
     data.writeInterfaceToken(TestService::descriptor());
@@ -78,7 +88,7 @@ TEST(DriverTransactions, NegativeResultReachesCallerWithEmptyReply) {
               proxy->transact(IBinder::LAST_CALL_TRANSACTION + 5, data, &reply));
 }
 
-TEST(DriverTransactions, FrameworkTransactionsAreServedByTheStub) {
+TEST_F(DriverTransactions, FrameworkTransactionsAreServedByTheStub) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     EXPECT_EQ(android::OK, proxy->pingBinder());
     EXPECT_TRUE(proxy->isBinderAlive());
@@ -86,7 +96,7 @@ TEST(DriverTransactions, FrameworkTransactionsAreServedByTheStub) {
     EXPECT_EQ(nullptr, proxy->queryLocalInterface(TestService::descriptor()));
 }
 
-TEST(DriverTransactions, BindersInParcelsArriveAsProxiesWithStableIdentity) {
+TEST_F(DriverTransactions, BindersInParcelsArriveAsProxiesWithStableIdentity) {
     const sp<TestService> service = new TestService();
     const sp<IBinder> proxy = registerService("svc", service);
     const sp<TestService> callback = new TestService();
@@ -114,7 +124,7 @@ TEST(DriverTransactions, BindersInParcelsArriveAsProxiesWithStableIdentity) {
     EXPECT_EQ("through the proxy", answer);
 }
 
-TEST(DriverTransactions, CalleeMayCallBackIntoTheCaller) {
+TEST_F(DriverTransactions, CalleeMayCallBackIntoTheCaller) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     const sp<TestService> callback = new TestService();
     Parcel data;
@@ -128,7 +138,7 @@ TEST(DriverTransactions, CalleeMayCallBackIntoTheCaller) {
     EXPECT_EQ("nested", answer);
 }
 
-TEST(DriverTransactions, TamperedObjectFailsTheTransaction) {
+TEST_F(DriverTransactions, TamperedObjectFailsTheTransaction) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     Parcel data;
     data.writeInterfaceToken(TestService::descriptor());
@@ -140,7 +150,7 @@ TEST(DriverTransactions, TamperedObjectFailsTheTransaction) {
     EXPECT_EQ(android::FAILED_TRANSACTION, proxy->transact(TestService::ECHO_BINDER, data, &reply));
 }
 
-TEST(DriverTransactions, OneWayCallsArriveInOrderOnBinderThreads) {
+TEST_F(DriverTransactions, OneWayCallsArriveInOrderOnBinderThreads) {
     const sp<TestService> first = new TestService();
     const sp<TestService> second = new TestService();
     const sp<IBinder> firstProxy = registerService("first", first);
@@ -165,7 +175,7 @@ TEST(DriverTransactions, OneWayCallsArriveInOrderOnBinderThreads) {
     EXPECT_FALSE(android::hostbinder::isBinderThread());
 }
 
-TEST(DriverTransactions, NodesReleaseTheirObjectWhenTheLastReferenceGoes) {
+TEST_F(DriverTransactions, NodesReleaseTheirObjectWhenTheLastReferenceGoes) {
     bool destroyed = false;
     {
         sp<TestService> service = new TestService(&destroyed);
@@ -179,7 +189,7 @@ TEST(DriverTransactions, NodesReleaseTheirObjectWhenTheLastReferenceGoes) {
     EXPECT_EQ(0u, android::hostbinder::nodeCount());
 }
 
-TEST(DriverTransactions, GetServiceWaitsForALateRegistration) {
+TEST_F(DriverTransactions, GetServiceWaitsForALateRegistration) {
     const sp<TestService> service = new TestService();
     std::thread registrar([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -190,7 +200,7 @@ TEST(DriverTransactions, GetServiceWaitsForALateRegistration) {
     EXPECT_NE(nullptr, binder);
 }
 
-TEST(DriverTransactions, ConcurrentCallersAndOneWaySenders) {
+TEST_F(DriverTransactions, ConcurrentCallersAndOneWaySenders) {
     const sp<TestService> service = new TestService();
     const sp<IBinder> proxy = registerService("svc", service);
     std::atomic<int> failures{0};

@@ -59,7 +59,13 @@ struct Callbacks {
     }
 };
 
-TEST(BinderClient, ConnectsBeforeTheConstructorReturnsWhenTheServiceIsThere) {
+// Every case starts from an empty registry, also when cases share a process.
+class BinderClient : public testing::Test {
+protected:
+    void SetUp() override { android::hostbinder::clearServices(); }
+};
+
+TEST_F(BinderClient, ConnectsBeforeTheConstructorReturnsWhenTheServiceIsThere) {
     publish("first");
     Callbacks callbacks;
     Client client(kName, 10s, callbacks.onConnected(), callbacks.onDisconnected());
@@ -70,7 +76,7 @@ TEST(BinderClient, ConnectsBeforeTheConstructorReturnsWhenTheServiceIsThere) {
     EXPECT_EQ(0, callbacks.disconnected.load());
 }
 
-TEST(BinderClient, PicksUpAServiceRegisteredLater) {
+TEST_F(BinderClient, PicksUpAServiceRegisteredLater) {
     testsupport::LogCapture logs;
     Callbacks callbacks;
     Client client(kName, 20ms, callbacks.onConnected(), callbacks.onDisconnected());
@@ -84,7 +90,7 @@ TEST(BinderClient, PicksUpAServiceRegisteredLater) {
     EXPECT_TRUE(logs.withTag("DeviceConfig").empty());  // a missing service is not an error
 }
 
-TEST(BinderClient, ReconnectsAfterTheServiceDies) {
+TEST_F(BinderClient, ReconnectsAfterTheServiceDies) {
     publish("before");
     Callbacks callbacks;
     Client client(kName, 20ms, callbacks.onConnected(), callbacks.onDisconnected());
@@ -100,7 +106,7 @@ TEST(BinderClient, ReconnectsAfterTheServiceDies) {
     EXPECT_EQ(2, callbacks.connected.load());
 }
 
-TEST(BinderClient, AReplacementAlreadyRegisteredIsTakenAtOnce) {
+TEST_F(BinderClient, AReplacementAlreadyRegisteredIsTakenAtOnce) {
     sp<HostDeviceConfigService> old = publish("old");
     Callbacks callbacks;
     // The pause is far longer than the bound below: only the immediate attempt can succeed.
@@ -114,7 +120,7 @@ TEST(BinderClient, AReplacementAlreadyRegisteredIsTakenAtOnce) {
     EXPECT_EQ(1, callbacks.disconnected.load());
 }
 
-TEST(BinderClient, DestructionCutsThePauseBetweenAttemptsShort) {
+TEST_F(BinderClient, DestructionCutsThePauseBetweenAttemptsShort) {
     const auto start = std::chrono::steady_clock::now();
     {
         Client client(kName, 30s);
@@ -151,7 +157,7 @@ struct ParkingServiceManager {
     }
 };
 
-TEST(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
+TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
     testsupport::LogCapture logs;
     ParkingServiceManager serviceManager;
     Callbacks callbacks;
@@ -171,7 +177,7 @@ TEST(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
                              "BinderClient: ignoring 'binder_client_test_service' reconnect after destruction"));
 }
 
-TEST(BinderClient, ABinderOfAnotherTypeIsReportedAndRetried) {
+TEST_F(BinderClient, ABinderOfAnotherTypeIsReportedAndRetried) {
     testsupport::LogCapture logs;
     publish("any");
     std::atomic<int> casts{0};

@@ -15,7 +15,6 @@ namespace {
 
 using android::sp;
 using android::binder::Status;
-using com::halcyon::deviceconfig::DeviceConfig;
 using com::halcyon::deviceconfig::OnPropertiesChangeListener;
 using com::halcyon::deviceconfig::Properties;
 using com::halcyon::deviceconfig::aidl::BnDeviceConfig;
@@ -86,10 +85,15 @@ sp<HostDeviceConfigService> startService() {
     return service;
 }
 
-TEST(DeviceConfig, ReadsTheAskedKeysOfANamespace) {
+class DeviceConfig : public testing::Test {
+protected:
+    void SetUp() override { android::hostbinder::clearServices(); }
+};
+
+TEST_F(DeviceConfig, ReadsTheAskedKeysOfANamespace) {
     startService();
     testsupport::LogCapture logs;
-    DeviceConfig dc;
+    com::halcyon::deviceconfig::DeviceConfig dc;
     EXPECT_TRUE(dc.isDeviceConfigAvailable());
     const Properties p = dc.getProperties(kNs, {"flag", "count", "absent"});
     EXPECT_TRUE(p.getBoolean("flag", false));
@@ -100,19 +104,19 @@ TEST(DeviceConfig, ReadsTheAskedKeysOfANamespace) {
     EXPECT_TRUE(logs.withTag("DeviceConfig").empty());
 }
 
-TEST(DeviceConfig, WithoutTheServiceReadsNothingAndSaysSo) {
+TEST_F(DeviceConfig, WithoutTheServiceReadsNothingAndSaysSo) {
     testsupport::LogCapture logs;
-    DeviceConfig dc;
+    com::halcyon::deviceconfig::DeviceConfig dc;
     EXPECT_FALSE(dc.isDeviceConfigAvailable());
     EXPECT_EQ("fallback", dc.getProperties(kNs, {"flag"}).getString("flag", "fallback"));
     EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", "getProperties: Failed to connect to DeviceConfig service"));
 }
 
-TEST(DeviceConfig, AFailedCallIsLoggedWithItsMessage) {
+TEST_F(DeviceConfig, AFailedCallIsLoggedWithItsMessage) {
     ASSERT_EQ(android::OK, android::defaultServiceManager()->addService(android::String16("device_config_proxy"),
                                                                         new FailingDeviceConfig()));
     testsupport::LogCapture logs;
-    DeviceConfig dc;
+    com::halcyon::deviceconfig::DeviceConfig dc;
     EXPECT_TRUE(dc.getProperties(kNs, {"flag"}).getKeys().empty());
     EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", "getProperties failed: no such namespace"));
 
@@ -128,11 +132,11 @@ TEST(DeviceConfig, AFailedCallIsLoggedWithItsMessage) {
     EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", kRemoved));
 }
 
-TEST(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
+TEST_F(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
     testsupport::LogCapture logs;
     auto listener = std::make_shared<RecordingListener>();
     {
-        DeviceConfig absent;
+        com::halcyon::deviceconfig::DeviceConfig absent;
         absent.addOnPropertiesChangeListener(kNs, listener);
         absent.removeOnPropertiesChangeListener(listener);  // never registered: nothing to do
     }
@@ -140,7 +144,7 @@ TEST(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
     EXPECT_TRUE(logs.withTag("DeviceConfig").empty());
 
     sp<HostDeviceConfigService> service = startService();
-    DeviceConfig dc;
+    com::halcyon::deviceconfig::DeviceConfig dc;
     dc.addOnPropertiesChangeListener(kNs, listener);
     EXPECT_TRUE(listener->registered());
     EXPECT_EQ(1u, service->listenerCount(kNs));
@@ -161,11 +165,11 @@ TEST(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
     EXPECT_TRUE(listener->registered());
 }
 
-TEST(DeviceConfig, ARepeatedRegistrationWithoutTheServiceStillLogs) {
+TEST_F(DeviceConfig, ARepeatedRegistrationWithoutTheServiceStillLogs) {
     startService();
     testsupport::LogCapture logs;
     auto listener = std::make_shared<RecordingListener>();
-    DeviceConfig dc;
+    com::halcyon::deviceconfig::DeviceConfig dc;
     dc.addOnPropertiesChangeListener(kNs, listener);
     ASSERT_EQ(android::OK, killHostDeviceConfigService());
     ASSERT_TRUE(waitUntil([&] { return !dc.isDeviceConfigAvailable(); }));
@@ -176,10 +180,10 @@ TEST(DeviceConfig, ARepeatedRegistrationWithoutTheServiceStillLogs) {
     EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", kRemoved));
 }
 
-TEST(DeviceConfig, DeliversChangesOnABinderThread) {
+TEST_F(DeviceConfig, DeliversChangesOnABinderThread) {
     sp<HostDeviceConfigService> service = startService();
     auto listener = std::make_shared<RecordingListener>();
-    DeviceConfig dc;
+    com::halcyon::deviceconfig::DeviceConfig dc;
     dc.addOnPropertiesChangeListener(kNs, listener);
 
     service->setProperty(kNs, "count", "13");
@@ -195,11 +199,11 @@ TEST(DeviceConfig, DeliversChangesOnABinderThread) {
     EXPECT_TRUE(listener->allOnBinderThreads());
 }
 
-TEST(DeviceConfig, AListenerOutlivesItsOwnerOnceRegistered) {
+TEST_F(DeviceConfig, AListenerOutlivesItsOwnerOnceRegistered) {
     sp<HostDeviceConfigService> service = startService();
     auto listener = std::make_shared<RecordingListener>();
     std::weak_ptr<RecordingListener> watch = listener;
-    DeviceConfig dc;
+    com::halcyon::deviceconfig::DeviceConfig dc;
     dc.addOnPropertiesChangeListener(kNs, listener);
     listener.reset();
     EXPECT_FALSE(watch.expired());
@@ -218,7 +222,7 @@ TEST(DeviceConfigDeathTest, AListenerNotOwnedByASharedPointerAborts) {
     EXPECT_DEATH(
             {
                 startService();
-                DeviceConfig dc;
+                com::halcyon::deviceconfig::DeviceConfig dc;
                 PlainListener onStack;
                 // Points at the listener without owning it.
                 std::shared_ptr<OnPropertiesChangeListener> unowned(std::shared_ptr<void>(), &onStack);

@@ -128,7 +128,7 @@ TEST(PropertyList, RefusesACountBeyondTheDataBeforeAllocating) {
     EXPECT_EQ((std::vector<Property>{prop("x", "y")}), list);
 
     Parcel truncated;
-    Bytes().i32(1).into(&truncated);
+    Bytes().i32(1).i32(1).into(&truncated);  // marker, then no body
     EXPECT_EQ(android::NOT_ENOUGH_DATA, readPropertyList(truncated, &list));
 }
 

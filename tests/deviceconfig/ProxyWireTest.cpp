@@ -144,6 +144,8 @@ TEST_F(ProxyWire, UnknownTransactionFailsWithoutADefaultImplementation) {
 
 TEST_F(ProxyWire, UnknownTransactionGoesToTheDefaultImplementation) {
     auto fallback = std::make_unique<MockDeviceConfigDefault>();
+    MockDeviceConfigDefault* fallbackMock = fallback.get();
+    testing::Mock::AllowLeak(fallbackMock);  // owned by the process-wide default slot
     EXPECT_CALL(*fallback, getProperties("ns", std::vector<std::string>{"a"}, _))
             .WillOnce(DoAll(SetArgPointee<2>(std::vector<Property>{prop("a", "from-default")}), Return(Status::ok())));
     ASSERT_TRUE(IDeviceConfig::setDefaultImpl(std::move(fallback)));
@@ -160,6 +162,7 @@ TEST_F(ProxyWire, UnknownTransactionGoesToTheDefaultImplementation) {
     // Other failures never reach the default.
     remote->answer = android::DEAD_OBJECT;
     EXPECT_EQ(android::DEAD_OBJECT, proxy->getProperties("ns", {"a"}, &result).transactionError());
+    testing::Mock::VerifyAndClearExpectations(fallbackMock);
 }
 
 TEST(AsInterface, AnswersLocalObjectsAsTheyAreAndWrapsOthers) {

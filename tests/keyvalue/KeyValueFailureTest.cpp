@@ -29,7 +29,7 @@ bool hasErrorLine(const testsupport::LogCapture& log) {
     return false;
 }
 
-void seed(const std::string& directory, const std::string& key, const std::string& value) {
+void storeInitialValue(const std::string& directory, const std::string& key, const std::string& value) {
     SORRELKeyValueStorageStrategy strategy(directory);
     ASSERT_TRUE(strategy.write(Store::Shared, kName, key, value));
 }
@@ -117,7 +117,7 @@ TEST(KeyValueFailureTest, CorruptDatabaseFileIsNeverRewritten) {
 
 TEST(KeyValueFailureTest, WriterLockHeldElsewhereRefusesWritesButKeepsReadsAndData) {
     TemporaryStoreDirectory dir;
-    seed(dir.path(), "loglevel", "3");
+    storeInitialValue(dir.path(), "loglevel", "3");
     LockHoldingProcess holder(dir.databaseFile(), /*alsoBlockReaders=*/false);
     ASSERT_TRUE(holder.held());
 
@@ -133,7 +133,7 @@ TEST(KeyValueFailureTest, WriterLockHeldElsewhereRefusesWritesButKeepsReadsAndDa
 
 TEST(KeyValueFailureTest, ExclusiveHolderMakesGettersAnswerDefaultWithoutLosingData) {
     TemporaryStoreDirectory dir;
-    seed(dir.path(), "loglevel", "3");
+    storeInitialValue(dir.path(), "loglevel", "3");
     LockHoldingProcess holder(dir.databaseFile(), /*alsoBlockReaders=*/true);
     ASSERT_TRUE(holder.held());
 

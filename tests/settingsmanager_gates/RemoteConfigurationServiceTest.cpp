@@ -1,5 +1,8 @@
 #include "GatesTestSupport.h"
 
+#include <LogCapture.h>
+
+#include <android/log.h>
 #include <deviceconfig_host/HostDeviceConfigService.h>
 #include <telemetry/settingsmanager/RemoteConfigKeys.h>
 
@@ -103,10 +106,14 @@ TEST_F(RemoteConfigurationServiceTest, ChangedOverrideStringsAreParsedAgain) {
 
 TEST_F(RemoteConfigurationServiceTest, RefusedMirrorWritesAreLoggedAndTheValueStillChanges) {
     EXPECT_EQ(backed->getRateLimiterConfig(), "");
+    testsupport::LogCapture logs;
     cache->refuseWrites(true);
     setRemote(gk::RateLimiterConfig, "r2");
     EXPECT_EQ(backed->getRateLimiterConfig(), "r2");
     EXPECT_EQ(stored(gk::RateLimiterConfig), std::nullopt);
+    EXPECT_EQ(logs.count(ANDROID_LOG_ERROR, "telemetry",
+                         std::string("Failed to cache ") + gk::RateLimiterConfig + " value to kvstore"),
+              1u);
 }
 
 TEST_F(RemoteConfigurationServiceTest, ValuesFreezeWhileTheServiceIsGoneAndRefreshWhenItReturns) {
