@@ -62,8 +62,10 @@ bool Parcel::enforceInterface(const char16_t* interface, size_t len) const {
         return false;
     }
     size_t parcelLen = 0;
+    // A null or malformed descriptor reads as length 0, which (as in libbinder) matches
+    // only an empty expected descriptor.
     const char16_t* const parcelInterface = readString16Inplace(&parcelLen);
-    if (parcelInterface != nullptr && parcelLen == len &&
+    if (parcelLen == len &&
         (len == 0 || std::memcmp(parcelInterface, interface, len * sizeof(char16_t)) == 0)) {
         return true;
     }

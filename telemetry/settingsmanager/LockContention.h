@@ -18,7 +18,15 @@ void setMaxLockContentionForTesting(std::chrono::nanoseconds limit);
 template <typename TimedLockable>
 bool lockWithinContentionLimit(TimedLockable& lock) {
     if (lock.try_lock()) return true;
+#if defined(__SANITIZE_THREAD__)
+    // ThreadSanitizer does not intercept pthread_mutex_clocklock, which libstdc++ uses for a
+    // steady-clock wait, and then reports the later unlock as foreign. A system-clock deadline
+    // is waited for with pthread_mutex_timedlock, which it does understand; elsewhere the
+    // steady clock is kept, so that a wall-clock change cannot cut the wait short.
+    return lock.try_lock_until(std::chrono::system_clock::now() + maxLockContention());
+#else
     return lock.try_lock_for(maxLockContention());
+#endif
 }
 
 }  // namespace Telemetry

@@ -223,6 +223,13 @@ TEST(ParcelWireFormat, InterfaceTokenRejectsOtherDescriptorsAndHeaders) {
 
     Parcel empty;
     EXPECT_FALSE(empty.enforceInterface(String16("a.IFoo")));
+
+    // A null descriptor reads as empty, so it only satisfies an empty expectation.
+    Parcel nullDescriptor;
+    loadHex(&nullDescriptor, "00000080ffffffff54535953" "ffffffff");
+    EXPECT_FALSE(nullDescriptor.enforceInterface(String16("a")));
+    nullDescriptor.setDataPosition(0);
+    EXPECT_TRUE(nullDescriptor.enforceInterface(String16()));
 }
 
 TEST(ParcelWireFormat, EnforceNoDataAvailReportsUnreadBytes) {
