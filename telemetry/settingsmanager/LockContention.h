@@ -15,18 +15,22 @@ void setMaxLockContentionForTesting(std::chrono::nanoseconds limit);
 // Takes `lock` within maxLockContention(). The uncontended case costs one try_lock(): the
 // clock is read only when the lock is already held, which keeps the synchronising readers
 // cheap once the settings are cached.
+//
+// The deadline is kept on the steady clock, but each wait is a short slice against the wall
+// clock (pthread_mutex_timedlock): a wall-clock jump can then distort only one slice, and the
+// wait stays visible to the thread sanitizer, which does not model the steady-clock variant
+// (pthread_mutex_clocklock) that try_lock_for would use.
 template <typename TimedLockable>
 bool lockWithinContentionLimit(TimedLockable& lock) {
     if (lock.try_lock()) return true;
-#if defined(__SANITIZE_THREAD__)
-    // ThreadSanitizer does not intercept pthread_mutex_clocklock, which libstdc++ uses for a
-    // steady-clock wait, and then reports the later unlock as foreign. A system-clock deadline
-    // is waited for with pthread_mutex_timedlock, which it does understand; elsewhere the
-    // steady clock is kept, so that a wall-clock change cannot cut the wait short.
-    return lock.try_lock_until(std::chrono::system_clock::now() + maxLockContention());
-#else
-    return lock.try_lock_for(maxLockContention());
-#endif
+    constexpr std::chrono::nanoseconds kSlice = std::chrono::seconds(1);
+    const auto deadline = std::chrono::steady_clock::now() + maxLockContention();
+    for (;;) {
+        const std::chrono::nanoseconds left = deadline - std::chrono::steady_clock::now();
+        if (left <= std::chrono::nanoseconds::zero()) return false;
+        const auto wait = left < kSlice ? left : kSlice;
+        if (lock.try_lock_until(std::chrono::system_clock::now() + wait)) return true;
+    }
 }
 
 }  // namespace Telemetry
