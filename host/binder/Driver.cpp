@@ -146,7 +146,7 @@ status_t Driver::translate(const Parcel& from, Parcel* to) {
     return OK;
 }
 
-status_t Driver::transact(const std::shared_ptr<Node>& node, uint32_t code, const Parcel& data,
+status_t Driver::transact(std::shared_ptr<Node> node, uint32_t code, const Parcel& data,
                           Parcel* reply, uint32_t flags) {
     sp<BBinder> target;
     {

@@ -61,7 +61,9 @@ public:
     // The node's single live proxy.
     sp<BpBinder> proxyFor(const std::shared_ptr<Node>& node);
 
-    status_t transact(const std::shared_ptr<Node>& node, uint32_t code, const Parcel& data,
+    // Holds its own reference to the node for the whole call, so the call never depends on
+    // the caller's proxy staying alive through libutils' reference count alone.
+    status_t transact(std::shared_ptr<Node> node, uint32_t code, const Parcel& data,
                       Parcel* reply, uint32_t flags);
 
     // Copies a parcel as the kernel would deliver it: local binders become handles and

@@ -1,7 +1,6 @@
 #include <com/halcyon/deviceconfig/aidl/BnOnPropertiesChangeListener.h>
 #include <com/halcyon/deviceconfig/aidl/BpDeviceConfig.h>
 #include <com/halcyon/deviceconfig/aidl/BpOnPropertiesChangeListener.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "ParcelBytes.h"
@@ -16,10 +15,6 @@ using deviceconfigtest::Bytes;
 using deviceconfigtest::kDeviceConfigDescriptor;
 using deviceconfigtest::kListenerDescriptor;
 using deviceconfigtest::ScriptedBinder;
-using testing::_;
-using testing::DoAll;
-using testing::Return;
-using testing::SetArgPointee;
 
 Property prop(const std::string& key, const std::string& value) {
     Property p;
@@ -123,10 +118,20 @@ TEST_F(ProxyWire, OnPropertiesChangedIsOneWayAndReadsNoReply) {
               hex(listenerRemote->lastRequest));
 }
 
-class MockDeviceConfigDefault : public IDeviceConfigDefault {
+// A plain fake: the default slot outlives gmock's registry at process exit.
+class RecordingDefault : public IDeviceConfigDefault {
 public:
-    MOCK_METHOD(Status, getProperties, (const std::string&, const std::vector<std::string>&, std::vector<Property>*),
-                (override));
+    Status getProperties(const std::string& ns, const std::vector<std::string>& keys,
+                         std::vector<Property>* result) override {
+        ++calls;
+        lastNs = ns;
+        lastKeys = keys;
+        *result = {prop("a", "from-default")};
+        return Status::ok();
+    }
+    int calls = 0;
+    std::string lastNs;
+    std::vector<std::string> lastKeys;
 };
 
 TEST_F(ProxyWire, UnknownTransactionFailsWithoutADefaultImplementation) {
@@ -143,18 +148,18 @@ TEST_F(ProxyWire, UnknownTransactionFailsWithoutADefaultImplementation) {
 }
 
 TEST_F(ProxyWire, UnknownTransactionGoesToTheDefaultImplementation) {
-    auto fallback = std::make_unique<MockDeviceConfigDefault>();
-    MockDeviceConfigDefault* fallbackMock = fallback.get();
-    testing::Mock::AllowLeak(fallbackMock);  // owned by the process-wide default slot
-    EXPECT_CALL(*fallback, getProperties("ns", std::vector<std::string>{"a"}, _))
-            .WillOnce(DoAll(SetArgPointee<2>(std::vector<Property>{prop("a", "from-default")}), Return(Status::ok())));
-    ASSERT_TRUE(IDeviceConfig::setDefaultImpl(std::move(fallback)));
-    ASSERT_NE(nullptr, IDeviceConfig::getDefaultImpl());
+    auto owned = std::make_unique<RecordingDefault>();
+    RecordingDefault* fallback = owned.get();
+    ASSERT_TRUE(IDeviceConfig::setDefaultImpl(std::move(owned)));
+    ASSERT_EQ(fallback, IDeviceConfig::getDefaultImpl().get());
 
     remote->answer = android::UNKNOWN_TRANSACTION;
     std::vector<Property> result;
     ASSERT_TRUE(proxy->getProperties("ns", {"a"}, &result).isOk());
     EXPECT_EQ((std::vector<Property>{prop("a", "from-default")}), result);
+    EXPECT_EQ(1, fallback->calls);
+    EXPECT_EQ("ns", fallback->lastNs);
+    EXPECT_EQ(std::vector<std::string>{"a"}, fallback->lastKeys);
     // The default's other operations keep answering UNKNOWN_TRANSACTION.
     EXPECT_EQ(android::UNKNOWN_TRANSACTION,
               proxy->addOnPropertiesChangeListener("ns", new NullListener()).transactionError());
@@ -162,7 +167,11 @@ TEST_F(ProxyWire, UnknownTransactionGoesToTheDefaultImplementation) {
     // Other failures never reach the default.
     remote->answer = android::DEAD_OBJECT;
     EXPECT_EQ(android::DEAD_OBJECT, proxy->getProperties("ns", {"a"}, &result).transactionError());
-    testing::Mock::VerifyAndClearExpectations(fallbackMock);
+    EXPECT_EQ(1, fallback->calls);
+
+    // A new default replaces the old one.
+    ASSERT_TRUE(IDeviceConfig::setDefaultImpl(std::make_unique<RecordingDefault>()));
+    EXPECT_NE(fallback, IDeviceConfig::getDefaultImpl().get());
 }
 
 TEST(AsInterface, AnswersLocalObjectsAsTheyAreAndWrapsOthers) {
