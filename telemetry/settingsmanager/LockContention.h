@@ -12,17 +12,14 @@ namespace Telemetry {
 std::chrono::nanoseconds maxLockContention();
 void setMaxLockContentionForTesting(std::chrono::nanoseconds limit);
 
-// Takes `lock` within maxLockContention(). The uncontended case costs one try_lock(): the
-// clock is read only when the lock is already held, which keeps the synchronising readers
-// cheap once the settings are cached.
-//
+namespace lockcontention {
+
 // The deadline is kept on the steady clock, but each wait is a short slice against the wall
 // clock (pthread_mutex_timedlock): a wall-clock jump can then distort only one slice, and the
 // wait stays visible to the thread sanitizer, which does not model the steady-clock variant
 // (pthread_mutex_clocklock) that try_lock_for would use.
 template <typename TimedLockable>
-bool lockWithinContentionLimit(TimedLockable& lock) {
-    if (lock.try_lock()) return true;
+bool waitForLock(TimedLockable& lock) {
     constexpr std::chrono::nanoseconds kSlice = std::chrono::seconds(1);
     const auto deadline = std::chrono::steady_clock::now() + maxLockContention();
     for (;;) {
@@ -31,6 +28,16 @@ bool lockWithinContentionLimit(TimedLockable& lock) {
         const auto wait = left < kSlice ? left : kSlice;
         if (lock.try_lock_until(std::chrono::system_clock::now() + wait)) return true;
     }
+}
+
+}  // namespace lockcontention
+
+// Takes `lock` within maxLockContention(). The uncontended case is one inlined try_lock(): the
+// clock is read only when the lock is already held, which keeps the synchronising readers
+// cheap once the settings are cached.
+template <typename TimedLockable>
+inline bool lockWithinContentionLimit(TimedLockable& lock) {
+    return lock.try_lock() || lockcontention::waitForLock(lock);
 }
 
 }  // namespace Telemetry

@@ -3,8 +3,6 @@
 
 #include <LogCapture.h>
 
-#include <cstdio>
-#include <fstream>
 #include <sstream>
 
 namespace {
@@ -38,18 +36,6 @@ TEST(HostDeviceConfigService, SeedsFromLinesAndReportsMalformedOnes) {
                                  "seed.txt:" + std::to_string(line) + ": malformed line, expected namespace/key=value"))
                 << line;
     }
-}
-
-TEST(HostDeviceConfigService, LoadsAFileAndRefusesAMissingOne) {
-    const std::string path = ::testing::TempDir() + "/deviceconfig_seed.txt";
-    {
-        std::ofstream out(path);
-        out << "ns/a=1\nns/b=2\n";
-    }
-    sp<HostDeviceConfigService> service = new HostDeviceConfigService();
-    EXPECT_EQ(std::optional<size_t>(2), service->loadFromFile(path));
-    std::remove(path.c_str());
-    EXPECT_EQ(std::nullopt, service->loadFromFile(path));
 }
 
 TEST(HostDeviceConfigService, AnEmptyKeyListAnswersTheWholeNamespace) {

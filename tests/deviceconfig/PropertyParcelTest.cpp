@@ -29,15 +29,6 @@ TEST(PropertyParcel, WritesSizeCountingItselfThenKeyAndValue) {
     EXPECT_EQ(parcel.dataSize(), parcel.dataPosition());
 }
 
-TEST(PropertyParcel, RoundTripsUtf8ThroughUtf16) {
-    Parcel parcel;
-    ASSERT_EQ(android::OK, prop("gr\xc3\xbc\xc3\x9f", "\xe2\x82\xac 5").writeToParcel(&parcel));
-    parcel.setDataPosition(0);
-    Property read;
-    ASSERT_EQ(android::OK, read.readFromParcel(&parcel));
-    EXPECT_EQ(prop("gr\xc3\xbc\xc3\x9f", "\xe2\x82\xac 5"), read);
-}
-
 TEST(PropertyParcel, SkipsFieldsOfANewerWriterWhole) {
     Parcel parcel;
     Bytes().property("a", "1", 3).i32(0x1234).into(&parcel);

@@ -121,6 +121,9 @@ TEST_F(ProxyWire, OnPropertiesChangedIsOneWayAndReadsNoReply) {
 // A plain fake: the default slot outlives gmock's registry at process exit.
 class RecordingDefault : public IDeviceConfigDefault {
 public:
+    // Owned by a unique_ptr, never by sp<>: with a weak lifetime libutils frees the reference
+    // counts on a plain delete instead of leaving them behind.
+    RecordingDefault() { extendObjectLifetime(OBJECT_LIFETIME_WEAK); }
     Status getProperties(const std::string& ns, const std::vector<std::string>& keys,
                          std::vector<Property>* result) override {
         ++calls;

@@ -85,7 +85,7 @@ std::vector<RemoteString> otherRemoteStrings() {
     KeyValueDispatch store(Store::Shared, kStoreName, std::make_shared<StorageCache>());
     for (const auto& key : keys) {
         RemoteString entry{key, "", "built-in default"};
-        constexpr char kAbsent[] = "\x01absent";
+        constexpr char kAbsent[] = "\x01" "absent";
         std::string value = remote ? remote->getString(key, kAbsent) : kAbsent;
         if (value != kAbsent) {
             entry.value = value;
