@@ -105,8 +105,10 @@ SettingsSnapshot collectSnapshot(ITelemetrySettingsManager& manager,
                                  const Tamar::OS::Telemetry::HistoryStoreManager& histories,
                                  const DumpOptions& options) {
     SettingsSnapshot s;
-    const auto now = std::chrono::steady_clock::now();
+    // The first reading operation synchronises and records the account state, so "now" is
+    // taken after it.
     s.telemetryEnabled = manager.isTelemetryEnabled();
+    const auto now = std::chrono::steady_clock::now();
     s.telemetryDeviceId = manager.getTelemetryDeviceId();
     s.kestrelDeviceId = manager.getKestrelDeviceId();
     s.now = accountStateAt(manager, now);

@@ -1,12 +1,12 @@
 #include "Reports.h"
 
+#include <algorithm>
 #include <iomanip>
 #include <sstream>
 
 namespace telemetrydump {
 namespace {
 
-constexpr int kLabelWidth = 34;
 constexpr size_t kShortLength = 60;
 
 const char* yesNo(bool value) { return value ? "true" : "false"; }
@@ -31,17 +31,31 @@ std::string shortened(const std::string& value, bool full) {
     return value.substr(0, kShortLength - 3) + "... (" + std::to_string(value.size()) + " chars)";
 }
 
+// A titled block of label/value rows, values aligned one column past the longest label.
 class Section {
 public:
-    Section(std::ostringstream& out, const char* title) : out_(out) { out_ << title << "\n"; }
-    ~Section() { out_ << "\n"; }
+    Section(std::ostringstream& out, const std::string& title) : out_(out), title_(title) {}
+    ~Section() {
+        size_t width = 0;
+        for (const auto& row : rows_) width = std::max(width, row.first.size());
+        out_ << title_ << "\n";
+        for (const auto& [label, value] : rows_) {
+            out_ << "  " << std::left << std::setw(static_cast<int>(width + 2)) << label << value
+                 << "\n";
+        }
+        out_ << "\n";
+    }
     template <typename T>
     void row(const std::string& label, const T& value) {
-        out_ << "  " << std::left << std::setw(kLabelWidth) << label << value << "\n";
+        std::ostringstream text;
+        text << value;
+        rows_.emplace_back(label, text.str());
     }
 
 private:
     std::ostringstream& out_;
+    std::string title_;
+    std::vector<std::pair<std::string, std::string>> rows_;
 };
 
 void accountRows(Section& section, const AccountState& state) {
@@ -71,7 +85,7 @@ std::string renderText(const SettingsSnapshot& s, bool full) {
     }
     if (s.earlier) {
         std::string title = "Account state " + std::to_string(*s.earlierSecondsAgo) + " s ago";
-        Section section(out, title.c_str());
+        Section section(out, title);
         accountRows(section, *s.earlier);
     }
     {
