@@ -146,6 +146,7 @@ status_t Driver::translate(const Parcel& from, Parcel* to) {
     return OK;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the copy is the call's own reference.
 status_t Driver::transact(std::shared_ptr<Node> node, uint32_t code, const Parcel& data,
                           Parcel* reply, uint32_t flags) {
     sp<BBinder> target;

@@ -21,12 +21,20 @@ std::string defaultStateDir() {
     return "/tmp/telemetry-settings-dump";
 }
 
+// How far back an answer can be asked for: the steady clock counts nanoseconds in 64 bits,
+// and anything further back would overflow the conversion.
+long long maxSecondsBack() {
+    using std::chrono::steady_clock;
+    return std::chrono::duration_cast<std::chrono::seconds>(steady_clock::duration::max()).count();
+}
+
 bool parseSeconds(const char* text, std::chrono::seconds* out) {
     if (text == nullptr || *text == '\0') return false;
     char* end = nullptr;
     errno = 0;
     long long value = std::strtoll(text, &end, 10);
     if (errno != 0 || *end != '\0' || value < 0) return false;
+    if (value > maxSecondsBack()) return false;
     *out = std::chrono::seconds(value);
     return true;
 }
@@ -107,7 +115,8 @@ bool parseOptions(int argc, char** argv, DumpOptions* options, std::string* erro
             if (!takeValue(&value)) return false;
             std::chrono::seconds seconds{};
             if (!parseSeconds(value.c_str(), &seconds)) {
-                *error = "--at needs a whole number of seconds (0 or more), got '" + value + "'";
+                *error = "--at needs a whole number of seconds (0 to " +
+                         std::to_string(maxSecondsBack()) + "), got '" + value + "'";
                 return false;
             }
             options->at = seconds;

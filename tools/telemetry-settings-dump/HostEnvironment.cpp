@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #ifndef TELEMETRY_DUMP_MODULE_PATH
@@ -24,6 +25,12 @@ namespace {
 // Checks a `key=value` file before a host service reads it, so that a bad line stops the
 // run with its file and line instead of being skipped with a log line.
 bool validateKeyValueFile(const std::string& path, bool namespacedKeys, std::string* error) {
+    // A directory opens as a stream but reads as empty, which would pass as an empty file.
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        *error = path + ": cannot open: is a directory";
+        return false;
+    }
     std::ifstream in(path);
     if (!in) {
         *error = path + ": cannot open: " + std::strerror(errno);
@@ -46,7 +53,8 @@ bool validateKeyValueFile(const std::string& path, bool namespacedKeys, std::str
             }
         }
         if (!reason.empty()) {
-            *error = path + ":" + std::to_string(number) + ": " + reason;
+            *error = path;
+            *error += ":" + std::to_string(number) + ": " + reason;
             return false;
         }
     }

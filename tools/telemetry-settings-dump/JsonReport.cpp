@@ -56,7 +56,9 @@ std::string renderJson(const SettingsSnapshot& s) {
     doc["low_latency"] = {{"overrides", overrides}, {"allow_list", s.lowLatencyAllowList}};
     doc["upload"] = {{"enabled", s.uploadEnabled}, {"session_id", s.sessionId}};
     doc["histories"] = s.histories;
-    return doc.dump(2) + "\n";
+    // Settings and device-config values are whatever bytes their files held; invalid UTF-8
+    // becomes U+FFFD instead of aborting the whole report.
+    return doc.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace telemetrydump

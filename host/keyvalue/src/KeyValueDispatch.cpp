@@ -8,7 +8,8 @@ KeyValueDispatch::KeyValueDispatch(Store store, const std::string& name, std::sh
 std::string KeyValueDispatch::getValue(const std::string& key, const std::string& defaultValue) const {
     if (!cache_) return defaultValue;
     std::optional<std::string> value = cache_->get(store_, name_, key);
-    return value ? std::move(*value) : defaultValue;
+    if (!value) return defaultValue;
+    return std::move(*value);
 }
 
 bool KeyValueDispatch::setValue(const std::string& key, const std::string& value) const {

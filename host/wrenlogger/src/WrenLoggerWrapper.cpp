@@ -17,7 +17,6 @@ WrenLoggerWrapper& WrenLoggerWrapper::instance() {
 }
 
 WrenLoggerWrapper::WrenLoggerWrapper() = default;
-WrenLoggerWrapper::~WrenLoggerWrapper() = default;
 
 void WrenLoggerWrapper::setLoggingEndpointURLString(const char* url) {
     std::string value = url != nullptr ? url : "";

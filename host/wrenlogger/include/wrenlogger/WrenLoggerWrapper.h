@@ -38,7 +38,7 @@ public:
 
 private:
     WrenLoggerWrapper();
-    ~WrenLoggerWrapper();
+    ~WrenLoggerWrapper() = default;
 };
 
 }  // namespace telemetry
