@@ -32,7 +32,8 @@ public:
 
     explicit BinderClient(std::string_view serviceName,
                           std::chrono::milliseconds timeout = std::chrono::milliseconds(1000),
-                          const OnConnected& onConnected = {}, const OnDisconnected& onDisconnected = {},
+                          const OnConnected& onConnected = {},
+                          const OnDisconnected& onDisconnected = {},
                           const InterfaceCast& interfaceCast = android::interface_cast<T>,
                           const ServiceManagerGetter& serviceManager = android::defaultServiceManager)
         : mServiceName(serviceName),
@@ -76,7 +77,8 @@ public:
         {
             std::lock_guard<std::mutex> lock(mState.mutex);
             if (mState.service != nullptr) {
-                android::IInterface::asBinder(mState.service)->unlinkToDeath(mDeathRecipient, nullptr, 0, nullptr);
+                android::IInterface::asBinder(mState.service)
+                        ->unlinkToDeath(mDeathRecipient, nullptr, 0, nullptr);
                 mState.service.clear();
             }
             mState.destroyed = true;
@@ -156,15 +158,17 @@ private:
         if (binder == nullptr) return false;
         const android::sp<T> service = mInterfaceCast(binder);
         if (service == nullptr) {
-            __android_log_print(ANDROID_LOG_ERROR, kLogTag,
-                                "BinderClient: Failed to convert IBinder to expected service type %s",
-                                mServiceName.c_str());
+            __android_log_print(
+                    ANDROID_LOG_ERROR, kLogTag,
+                    "BinderClient: Failed to convert IBinder to expected service type %s",
+                    mServiceName.c_str());
             return false;
         }
         {
             std::lock_guard<std::mutex> lock(mState.mutex);
             if (mState.destroyed) {
-                __android_log_print(ANDROID_LOG_WARN, kLogTag, "BinderClient: ignoring '%s' reconnect after destruction",
+                __android_log_print(ANDROID_LOG_WARN, kLogTag,
+                                    "BinderClient: ignoring '%s' reconnect after destruction",
                                     mServiceName.c_str());
                 return true;
             }
@@ -179,7 +183,8 @@ private:
         {
             std::lock_guard<std::mutex> lock(mState.mutex);
             if (mState.destroyed) {
-                __android_log_assert("state->destroyed", kLogTag, "death recipient fired after class destruction");
+                __android_log_assert("state->destroyed", kLogTag,
+                                     "death recipient fired after class destruction");
             }
             mState.service.clear();
         }

@@ -20,12 +20,14 @@ DeviceConfig::~DeviceConfig() {
     mClient.reset();  // joins the connect thread before the mutex goes
 }
 
-Properties DeviceConfig::getProperties(const std::string& ns, std::initializer_list<std::string> keys) {
+Properties DeviceConfig::getProperties(const std::string& ns,
+                                       std::initializer_list<std::string> keys) {
     std::vector<aidl::Property> result;
     if (refuseInJavaProcess()) return Properties(result);
     const android::sp<aidl::IDeviceConfig> service = mClient->getService();
     if (service == nullptr) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "getProperties: Failed to connect to DeviceConfig service");
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                            "getProperties: Failed to connect to DeviceConfig service");
         return Properties(result);
     }
     const std::vector<std::string> keyList(keys);
@@ -37,17 +39,18 @@ Properties DeviceConfig::getProperties(const std::string& ns, std::initializer_l
     return Properties(result);
 }
 
-void DeviceConfig::addOnPropertiesChangeListener(const std::string& ns,
-                                                 const std::shared_ptr<OnPropertiesChangeListener>& listener) {
+void DeviceConfig::addOnPropertiesChangeListener(
+        const std::string& ns, const std::shared_ptr<OnPropertiesChangeListener>& listener) {
     if (refuseInJavaProcess()) return;
     std::lock_guard<std::mutex> lock(mRegistryMutex);
     if (listener->hasDeviceConfigListenerInstanceLocked()) {
         const android::sp<aidl::IDeviceConfig> service = mClient->getService();
         if (service != nullptr) {
-            const android::binder::Status status =
-                    service->addOnPropertiesChangeListener(ns, listener->getOrCreateDeviceConfigListenerLocked());
+            const android::binder::Status status = service->addOnPropertiesChangeListener(
+                    ns, listener->getOrCreateDeviceConfigListenerLocked());
             if (!status.isOk()) {
-                __android_log_print(ANDROID_LOG_ERROR, kLogTag, "addOnPropertiesChangeListener failed: %s",
+                __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                                    "addOnPropertiesChangeListener failed: %s",
                                     status.exceptionMessage().c_str());
             }
         }
@@ -58,24 +61,26 @@ void DeviceConfig::addOnPropertiesChangeListener(const std::string& ns,
     }
     const android::sp<aidl::IDeviceConfig> service = mClient->getService();
     if (service == nullptr) return;
-    const android::binder::Status status =
-            service->addOnPropertiesChangeListener(ns, listener->getOrCreateDeviceConfigListenerLocked());
+    const android::binder::Status status = service->addOnPropertiesChangeListener(
+            ns, listener->getOrCreateDeviceConfigListenerLocked());
     if (!status.isOk()) {
         __android_log_print(ANDROID_LOG_ERROR, kLogTag, "addOnPropertiesChangeListener failed: %s",
                             status.exceptionMessage().c_str());
     }
 }
 
-void DeviceConfig::removeOnPropertiesChangeListener(const std::shared_ptr<OnPropertiesChangeListener>& listener) {
+void DeviceConfig::removeOnPropertiesChangeListener(
+        const std::shared_ptr<OnPropertiesChangeListener>& listener) {
     if (refuseInJavaProcess()) return;
     std::lock_guard<std::mutex> lock(mRegistryMutex);
     if (!listener->hasDeviceConfigListenerInstanceLocked()) return;
     const android::sp<aidl::IDeviceConfig> service = mClient->getService();
     if (service != nullptr) {
-        const android::binder::Status status =
-                service->removeOnPropertiesChangeListener(listener->getOrCreateDeviceConfigListenerLocked());
+        const android::binder::Status status = service->removeOnPropertiesChangeListener(
+                listener->getOrCreateDeviceConfigListenerLocked());
         if (!status.isOk()) {
-            __android_log_print(ANDROID_LOG_ERROR, kLogTag, "removeOnPropertiesChangeListener failed: %s",
+            __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                                "removeOnPropertiesChangeListener failed: %s",
                                 status.exceptionMessage().c_str());
         }
     }

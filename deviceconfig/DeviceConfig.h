@@ -29,7 +29,8 @@ public:
     void addOnPropertiesChangeListener(const std::string& ns,
                                        const std::shared_ptr<OnPropertiesChangeListener>& listener);
     // Withdraws the listener from every namespace it was added for.
-    void removeOnPropertiesChangeListener(const std::shared_ptr<OnPropertiesChangeListener>& listener);
+    void removeOnPropertiesChangeListener(
+            const std::shared_ptr<OnPropertiesChangeListener>& listener);
     bool isDeviceConfigAvailable();
 
 private:

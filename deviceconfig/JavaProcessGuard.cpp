@@ -37,7 +37,8 @@ bool refuseInJavaProcess() {
 
 }  // namespace com::halcyon::deviceconfig
 
-extern "C" __attribute__((visibility("default"))) jint JNI_OnLoad(JavaVM* /*vm*/, void* /*reserved*/) {
+extern "C" __attribute__((visibility("default"))) jint JNI_OnLoad(JavaVM* /*vm*/,
+                                                                  void* /*reserved*/) {
     com::halcyon::deviceconfig::gLoadedInJavaProcess.store(true, std::memory_order_relaxed);
     return JNI_VERSION_1_6;
 }

@@ -23,7 +23,8 @@ public:
     class OnDeviceConfigChangeListener : public aidl::BnOnPropertiesChangeListener {
     public:
         explicit OnDeviceConfigChangeListener(std::shared_ptr<OnPropertiesChangeListener> listener);
-        ::android::binder::Status onPropertiesChanged(const std::vector<aidl::Property>& properties) override;
+        ::android::binder::Status onPropertiesChanged(
+                const std::vector<aidl::Property>& properties) override;
 
     private:
         std::shared_ptr<OnPropertiesChangeListener> mListener;

@@ -16,7 +16,7 @@ using GetExportedNamespaceFunction = android_namespace_t*(const char* name);
 // exports one; null when that is not possible.
 void* openInDefaultNamespace(const char* path) {
     auto getExportedNamespace = reinterpret_cast<GetExportedNamespaceFunction*>(
-        dlsym(RTLD_DEFAULT, "__loader_android_get_exported_namespace"));
+            dlsym(RTLD_DEFAULT, "__loader_android_get_exported_namespace"));
     if (getExportedNamespace == nullptr) return nullptr;
     android_namespace_t* defaultNamespace = getExportedNamespace("default");
     if (defaultNamespace == nullptr) return nullptr;
@@ -40,7 +40,8 @@ void Loader::loadModule() {
         void* handle = openInDefaultNamespace(module.path);
         if (handle == nullptr) handle = dlopen(module.path, RTLD_LAZY);
         if (handle == nullptr) {
-            __android_log_print(ANDROID_LOG_ERROR, kLogTag, "BASALT module '%s' not found", module.path);
+            __android_log_print(ANDROID_LOG_ERROR, kLogTag, "BASALT module '%s' not found",
+                                module.path);
         }
         module.handle = handle;
     });
@@ -68,8 +69,9 @@ std::shared_ptr<ISettingsManager> createSettingsManagerPtr() {
     if (create == nullptr) return {};
     void* object = create(kInterfaceVersion);
     if (object == nullptr) return {};
-    Ptr<ISettingsManager> owned(static_cast<ISettingsManager*>(object),
-                                &internal::PtrFactory<ISettingsManager, DestroyName, kInterfaceVersion>::destroy);
+    Ptr<ISettingsManager> owned(
+            static_cast<ISettingsManager*>(object),
+            &internal::PtrFactory<ISettingsManager, DestroyName, kInterfaceVersion>::destroy);
     return owned.toShared();
 }
 

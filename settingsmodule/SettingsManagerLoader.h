@@ -95,7 +95,8 @@ public:
     Ptr() = default;
     Ptr(T* object, DestroyFunction destroy) : object_(object), destroy_(destroy) {}
     Ptr(Ptr&& other) noexcept
-        : object_(std::exchange(other.object_, nullptr)), destroy_(std::exchange(other.destroy_, nullptr)) {}
+        : object_(std::exchange(other.object_, nullptr)),
+          destroy_(std::exchange(other.destroy_, nullptr)) {}
     Ptr& operator=(Ptr&& other) noexcept {
         if (this != &other) {
             reset();

@@ -44,8 +44,8 @@ template <>
 std::optional<int> GetProp<std::optional<int>>(const char* key, const char* /*legacy_key*/) {
     const std::string value = ReadProperty(key);
     const char* start = value.c_str();
-    while (*start == ' ' || *start == '\t' || *start == '\n' || *start == '\v' ||
-           *start == '\f' || *start == '\r') {
+    while (*start == ' ' || *start == '\t' || *start == '\n' || *start == '\v' || *start == '\f' ||
+           *start == '\r') {
         ++start;
     }
     // Hexadecimal only with an explicit prefix; a leading zero does not mean octal.
@@ -167,12 +167,13 @@ std::optional<std::string> GetProp<std::optional<std::string>>(const char* key,
 
 namespace halcyon::sysprop::SharedOsServicesProperties {
 
-#define DEFINE_ACCESSOR(type, accessor, key) \
-    std::optional<type> accessor() { return GetProp<std::optional<type>>(key, nullptr); }
+#define DEFINE_ACCESSOR(type, accessor, key)               \
+    std::optional<type> accessor() {                       \
+        return GetProp<std::optional<type>>(key, nullptr); \
+    }
 
 SHARED_OS_SERVICES_PROPERTIES(DEFINE_ACCESSOR)
 
 #undef DEFINE_ACCESSOR
 
 }  // namespace halcyon::sysprop::SharedOsServicesProperties
-

@@ -28,8 +28,9 @@ sp<HostDeviceConfigService> startService() {
 // One getProperties transaction through the host driver: request, stub dispatch, reply.
 void BM_GetPropertiesRoundTrip(benchmark::State& state) {
     sp<HostDeviceConfigService> service = startService();
-    sp<IDeviceConfig> proxy = android::interface_cast<IDeviceConfig>(
-            android::defaultServiceManager()->checkService(android::String16("device_config_proxy")));
+    sp<IDeviceConfig> proxy =
+            android::interface_cast<IDeviceConfig>(android::defaultServiceManager()->checkService(
+                    android::String16("device_config_proxy")));
     const std::vector<std::string> keys{"telemetry_config"};
     std::vector<Property> result;
     for (auto _ : state) {
@@ -45,7 +46,8 @@ void BM_CreateReadDestroyServiceUp(benchmark::State& state) {
     sp<HostDeviceConfigService> service = startService();
     for (auto _ : state) {
         DeviceConfig dc;
-        std::string value = dc.getProperties(kNs, {"telemetry_config"}).getString("telemetry_config", "");
+        std::string value =
+                dc.getProperties(kNs, {"telemetry_config"}).getString("telemetry_config", "");
         benchmark::DoNotOptimize(value.data());
     }
     killHostDeviceConfigService();
@@ -58,7 +60,8 @@ void BM_CreateReadDestroyServiceAbsent(benchmark::State& state) {
     const int previous = __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
     for (auto _ : state) {
         DeviceConfig dc;
-        std::string value = dc.getProperties(kNs, {"telemetry_config"}).getString("telemetry_config", "default");
+        std::string value =
+                dc.getProperties(kNs, {"telemetry_config"}).getString("telemetry_config", "default");
         benchmark::DoNotOptimize(value.data());
     }
     __android_log_set_minimum_priority(previous);

@@ -58,13 +58,15 @@ BENCHMARK(BM_Baseline_AtomicLoadPlusNameLookup);
 
 void BM_GetGKFlag_NonLive(benchmark::State& state) {
     auto manager = makeManager();
-    for (auto _ : state) benchmark::DoNotOptimize(manager->getGKFlag(gk::EnableTelemetryHistoryStore));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(manager->getGKFlag(gk::EnableTelemetryHistoryStore));
 }
 BENCHMARK(BM_GetGKFlag_NonLive);
 
 void BM_GetGKFlag_Live(benchmark::State& state) {
     hostproperties::setProperty(
-            "persist.device_config.halcyon_shared_os_services.halcyon_mobile_telemetry_enable_verification",
+            "persist.device_config.halcyon_shared_os_services.halcyon_mobile_telemetry_enable_"
+            "verification",
             "1");
     auto manager = makeManager();
     for (auto _ : state) benchmark::DoNotOptimize(manager->getGKFlag(gk::EnableStatsdVerification));
@@ -87,7 +89,8 @@ void BM_GetTelemetryAllowedSDKEventsList_ServiceAbsent(benchmark::State& state) 
 BENCHMARK(BM_GetTelemetryAllowedSDKEventsList_ServiceAbsent);
 
 void BM_GetTelemetryAllowedSDKEventsList_ServiceUp(benchmark::State& state) {
-    auto service = android::sp<dchost::HostDeviceConfigService>(new dchost::HostDeviceConfigService());
+    auto service =
+            android::sp<dchost::HostDeviceConfigService>(new dchost::HostDeviceConfigService());
     if (dchost::publishHostDeviceConfigService(service) != android::OK) {
         state.SkipWithError("cannot publish the device-config service");
         return;

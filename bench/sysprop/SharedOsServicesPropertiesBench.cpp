@@ -21,8 +21,8 @@ void BM_LibbaseGetProperty(benchmark::State& state) {
 BENCHMARK(BM_LibbaseGetProperty);
 
 void BM_BoolAccessorSet(benchmark::State& state) {
-    android::base::SetProperty(std::string(kPrefix) + "halcyon_mobile_telemetry_enable_history_store",
-                               "true");
+    android::base::SetProperty(
+            std::string(kPrefix) + "halcyon_mobile_telemetry_enable_history_store", "true");
     for (auto _ : state) benchmark::DoNotOptimize(props::telemetry_enable_history_store());
 }
 BENCHMARK(BM_BoolAccessorSet);

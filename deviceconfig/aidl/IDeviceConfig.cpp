@@ -20,7 +20,8 @@ const ::android::String16& IDeviceConfig::getInterfaceDescriptor() const {
 ::android::sp<IDeviceConfig> IDeviceConfig::asInterface(const ::android::sp<::android::IBinder>& obj) {
     ::android::sp<IDeviceConfig> intr;
     if (obj != nullptr) {
-        intr = static_cast<IDeviceConfig*>(obj->queryLocalInterface(IDeviceConfig::descriptor).get());
+        intr = static_cast<IDeviceConfig*>(
+                obj->queryLocalInterface(IDeviceConfig::descriptor).get());
         if (intr == nullptr) {
             intr = new BpDeviceConfig(obj);
         }
@@ -46,7 +47,8 @@ const std::unique_ptr<IDeviceConfig>& IDeviceConfig::getDefaultImpl() {
 BpDeviceConfig::BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_impl)
     : BpInterface<IDeviceConfig>(_aidl_impl) {}
 
-::android::binder::Status BpDeviceConfig::getProperties(const std::string& ns, const std::vector<std::string>& keys,
+::android::binder::Status BpDeviceConfig::getProperties(const std::string& ns,
+                                                        const std::vector<std::string>& keys,
                                                         std::vector<Property>* _aidl_return) {
     ::android::Parcel _aidl_data;
     _aidl_data.markForBinder(remoteStrong());
@@ -54,15 +56,17 @@ BpDeviceConfig::BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_im
     ::android::binder::Status _aidl_status;
     ::android::status_t _aidl_ret_status = _aidl_data.writeInterfaceToken(getInterfaceDescriptor());
     if (_aidl_ret_status == ::android::OK) _aidl_ret_status = _aidl_data.writeUtf8AsUtf16(ns);
-    if (_aidl_ret_status == ::android::OK) _aidl_ret_status = _aidl_data.writeUtf8VectorAsUtf16Vector(keys);
+    if (_aidl_ret_status == ::android::OK)
+        _aidl_ret_status = _aidl_data.writeUtf8VectorAsUtf16Vector(keys);
     if (_aidl_ret_status == ::android::OK) {
-        _aidl_ret_status =
-                remote()->transact(BnDeviceConfig::TRANSACTION_getProperties, _aidl_data, &_aidl_reply, 0);
+        _aidl_ret_status = remote()->transact(BnDeviceConfig::TRANSACTION_getProperties, _aidl_data,
+                                              &_aidl_reply, 0);
         if (_aidl_ret_status == ::android::UNKNOWN_TRANSACTION && IDeviceConfig::getDefaultImpl()) {
             return IDeviceConfig::getDefaultImpl()->getProperties(ns, keys, _aidl_return);
         }
     }
-    if (_aidl_ret_status == ::android::OK) _aidl_ret_status = _aidl_status.readFromParcel(_aidl_reply);
+    if (_aidl_ret_status == ::android::OK)
+        _aidl_ret_status = _aidl_status.readFromParcel(_aidl_reply);
     if (_aidl_ret_status == ::android::OK) {
         if (!_aidl_status.isOk()) return _aidl_status;
         _aidl_ret_status = readPropertyList(_aidl_reply, _aidl_return);
@@ -80,11 +84,13 @@ BpDeviceConfig::BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_im
     ::android::status_t _aidl_ret_status = _aidl_data.writeInterfaceToken(getInterfaceDescriptor());
     if (_aidl_ret_status == ::android::OK) _aidl_ret_status = _aidl_data.writeUtf8AsUtf16(ns);
     if (_aidl_ret_status == ::android::OK) {
-        _aidl_ret_status = _aidl_data.writeStrongBinder(IOnPropertiesChangeListener::asBinder(listener));
+        _aidl_ret_status =
+                _aidl_data.writeStrongBinder(IOnPropertiesChangeListener::asBinder(listener));
     }
     if (_aidl_ret_status == ::android::OK) {
-        _aidl_ret_status = remote()->transact(BnDeviceConfig::TRANSACTION_addOnPropertiesChangeListener,
-                                              _aidl_data, &_aidl_reply, 0);
+        _aidl_ret_status =
+                remote()->transact(BnDeviceConfig::TRANSACTION_addOnPropertiesChangeListener,
+                                   _aidl_data, &_aidl_reply, 0);
         if (_aidl_ret_status == ::android::UNKNOWN_TRANSACTION && IDeviceConfig::getDefaultImpl()) {
             return IDeviceConfig::getDefaultImpl()->addOnPropertiesChangeListener(ns, listener);
         }
@@ -105,11 +111,13 @@ BpDeviceConfig::BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_im
     ::android::binder::Status _aidl_status;
     ::android::status_t _aidl_ret_status = _aidl_data.writeInterfaceToken(getInterfaceDescriptor());
     if (_aidl_ret_status == ::android::OK) {
-        _aidl_ret_status = _aidl_data.writeStrongBinder(IOnPropertiesChangeListener::asBinder(listener));
+        _aidl_ret_status =
+                _aidl_data.writeStrongBinder(IOnPropertiesChangeListener::asBinder(listener));
     }
     if (_aidl_ret_status == ::android::OK) {
-        _aidl_ret_status = remote()->transact(BnDeviceConfig::TRANSACTION_removeOnPropertiesChangeListener,
-                                              _aidl_data, &_aidl_reply, 0);
+        _aidl_ret_status =
+                remote()->transact(BnDeviceConfig::TRANSACTION_removeOnPropertiesChangeListener,
+                                   _aidl_data, &_aidl_reply, 0);
         if (_aidl_ret_status == ::android::UNKNOWN_TRANSACTION && IDeviceConfig::getDefaultImpl()) {
             return IDeviceConfig::getDefaultImpl()->removeOnPropertiesChangeListener(listener);
         }
@@ -126,8 +134,10 @@ BpDeviceConfig::BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_im
 
 BnDeviceConfig::BnDeviceConfig() {}
 
-::android::status_t BnDeviceConfig::onTransact(uint32_t _aidl_code, const ::android::Parcel& _aidl_data,
-                                               ::android::Parcel* _aidl_reply, uint32_t _aidl_flags) {
+::android::status_t BnDeviceConfig::onTransact(uint32_t _aidl_code,
+                                               const ::android::Parcel& _aidl_data,
+                                               ::android::Parcel* _aidl_reply,
+                                               uint32_t _aidl_flags) {
     ::android::status_t _aidl_ret_status = ::android::OK;
     switch (_aidl_code) {
         case BnDeviceConfig::TRANSACTION_getProperties: {
@@ -159,7 +169,8 @@ BnDeviceConfig::BnDeviceConfig() {}
             if (_aidl_ret_status != ::android::OK) break;
             _aidl_ret_status = _aidl_data.readStrongBinder(&in_listener);
             if (_aidl_ret_status != ::android::OK) break;
-            ::android::binder::Status _aidl_status(addOnPropertiesChangeListener(in_ns, in_listener));
+            ::android::binder::Status _aidl_status(
+                    addOnPropertiesChangeListener(in_ns, in_listener));
             _aidl_ret_status = _aidl_status.writeToParcel(_aidl_reply);
         } break;
         case BnDeviceConfig::TRANSACTION_removeOnPropertiesChangeListener: {
@@ -174,11 +185,13 @@ BnDeviceConfig::BnDeviceConfig() {}
             _aidl_ret_status = _aidl_status.writeToParcel(_aidl_reply);
         } break;
         default: {
-            _aidl_ret_status = ::android::BBinder::onTransact(_aidl_code, _aidl_data, _aidl_reply, _aidl_flags);
+            _aidl_ret_status = ::android::BBinder::onTransact(_aidl_code, _aidl_data, _aidl_reply,
+                                                              _aidl_flags);
         } break;
     }
     if (_aidl_ret_status == ::android::UNEXPECTED_NULL) {
-        _aidl_ret_status = ::android::binder::Status::fromExceptionCode(::android::binder::Status::EX_NULL_POINTER)
+        _aidl_ret_status = ::android::binder::Status::fromExceptionCode(
+                                   ::android::binder::Status::EX_NULL_POINTER)
                                    .writeOverParcel(_aidl_reply);
     }
     return _aidl_ret_status;

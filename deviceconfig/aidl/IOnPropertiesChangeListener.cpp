@@ -46,20 +46,25 @@ const std::unique_ptr<IOnPropertiesChangeListener>& IOnPropertiesChangeListener:
 
 // ---- Proxy -----------------------------------------------------------------------------------
 
-BpOnPropertiesChangeListener::BpOnPropertiesChangeListener(const ::android::sp<::android::IBinder>& _aidl_impl)
+BpOnPropertiesChangeListener::BpOnPropertiesChangeListener(
+        const ::android::sp<::android::IBinder>& _aidl_impl)
     : BpInterface<IOnPropertiesChangeListener>(_aidl_impl) {}
 
-::android::binder::Status BpOnPropertiesChangeListener::onPropertiesChanged(const std::vector<Property>& properties) {
+::android::binder::Status BpOnPropertiesChangeListener::onPropertiesChanged(
+        const std::vector<Property>& properties) {
     ::android::Parcel _aidl_data;
     _aidl_data.markForBinder(remoteStrong());
     ::android::Parcel _aidl_reply;
     ::android::binder::Status _aidl_status;
     ::android::status_t _aidl_ret_status = _aidl_data.writeInterfaceToken(getInterfaceDescriptor());
-    if (_aidl_ret_status == ::android::OK) _aidl_ret_status = writePropertyList(&_aidl_data, properties);
+    if (_aidl_ret_status == ::android::OK)
+        _aidl_ret_status = writePropertyList(&_aidl_data, properties);
     if (_aidl_ret_status == ::android::OK) {
-        _aidl_ret_status = remote()->transact(BnOnPropertiesChangeListener::TRANSACTION_onPropertiesChanged,
-                                              _aidl_data, &_aidl_reply, ::android::IBinder::FLAG_ONEWAY);
-        if (_aidl_ret_status == ::android::UNKNOWN_TRANSACTION && IOnPropertiesChangeListener::getDefaultImpl()) {
+        _aidl_ret_status =
+                remote()->transact(BnOnPropertiesChangeListener::TRANSACTION_onPropertiesChanged,
+                                   _aidl_data, &_aidl_reply, ::android::IBinder::FLAG_ONEWAY);
+        if (_aidl_ret_status == ::android::UNKNOWN_TRANSACTION &&
+            IOnPropertiesChangeListener::getDefaultImpl()) {
             return IOnPropertiesChangeListener::getDefaultImpl()->onPropertiesChanged(properties);
         }
     }
@@ -71,8 +76,10 @@ BpOnPropertiesChangeListener::BpOnPropertiesChangeListener(const ::android::sp<:
 
 BnOnPropertiesChangeListener::BnOnPropertiesChangeListener() {}
 
-::android::status_t BnOnPropertiesChangeListener::onTransact(uint32_t _aidl_code, const ::android::Parcel& _aidl_data,
-                                                             ::android::Parcel* _aidl_reply, uint32_t _aidl_flags) {
+::android::status_t BnOnPropertiesChangeListener::onTransact(uint32_t _aidl_code,
+                                                             const ::android::Parcel& _aidl_data,
+                                                             ::android::Parcel* _aidl_reply,
+                                                             uint32_t _aidl_flags) {
     ::android::status_t _aidl_ret_status = ::android::OK;
     switch (_aidl_code) {
         case BnOnPropertiesChangeListener::TRANSACTION_onPropertiesChanged: {
@@ -87,11 +94,13 @@ BnOnPropertiesChangeListener::BnOnPropertiesChangeListener() {}
             ::android::binder::Status _aidl_status(onPropertiesChanged(in_properties));
         } break;
         default: {
-            _aidl_ret_status = ::android::BBinder::onTransact(_aidl_code, _aidl_data, _aidl_reply, _aidl_flags);
+            _aidl_ret_status = ::android::BBinder::onTransact(_aidl_code, _aidl_data, _aidl_reply,
+                                                              _aidl_flags);
         } break;
     }
     if (_aidl_ret_status == ::android::UNEXPECTED_NULL) {
-        _aidl_ret_status = ::android::binder::Status::fromExceptionCode(::android::binder::Status::EX_NULL_POINTER)
+        _aidl_ret_status = ::android::binder::Status::fromExceptionCode(
+                                   ::android::binder::Status::EX_NULL_POINTER)
                                    .writeOverParcel(_aidl_reply);
     }
     return _aidl_ret_status;

@@ -51,7 +51,8 @@ namespace com::halcyon::deviceconfig::aidl {
     return ::android::OK;
 }
 
-::android::status_t writePropertyList(::android::Parcel* parcel, const std::vector<Property>& properties) {
+::android::status_t writePropertyList(::android::Parcel* parcel,
+                                      const std::vector<Property>& properties) {
     if (properties.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
         return ::android::BAD_VALUE;
     }
@@ -66,7 +67,8 @@ namespace com::halcyon::deviceconfig::aidl {
     return ::android::OK;
 }
 
-::android::status_t readPropertyList(const ::android::Parcel& parcel, std::vector<Property>* properties) {
+::android::status_t readPropertyList(const ::android::Parcel& parcel,
+                                     std::vector<Property>* properties) {
     int32_t count = 0;
     ::android::status_t status = parcel.readInt32(&count);
     if (status != ::android::OK) return status;

@@ -12,13 +12,21 @@ namespace android {
 IBinder::IBinder() = default;
 IBinder::~IBinder() = default;
 
-sp<IInterface> IBinder::queryLocalInterface(const String16& /*descriptor*/) { return nullptr; }
+sp<IInterface> IBinder::queryLocalInterface(const String16& /*descriptor*/) {
+    return nullptr;
+}
 
-bool IBinder::checkSubclass(const void* /*subclassID*/) const { return false; }
+bool IBinder::checkSubclass(const void* /*subclassID*/) const {
+    return false;
+}
 
-BBinder* IBinder::localBinder() { return nullptr; }
+BBinder* IBinder::localBinder() {
+    return nullptr;
+}
 
-BpBinder* IBinder::remoteBinder() { return nullptr; }
+BpBinder* IBinder::remoteBinder() {
+    return nullptr;
+}
 
 // --- BBinder -----------------------------------------------------------------------------
 
@@ -30,11 +38,17 @@ const String16& BBinder::getInterfaceDescriptor() const {
     return *kEmpty;
 }
 
-bool BBinder::isBinderAlive() const { return true; }
+bool BBinder::isBinderAlive() const {
+    return true;
+}
 
-status_t BBinder::pingBinder() { return OK; }
+status_t BBinder::pingBinder() {
+    return OK;
+}
 
-status_t BBinder::dump(int /*fd*/, const Vector<String16>& /*args*/) { return OK; }
+status_t BBinder::dump(int /*fd*/, const Vector<String16>& /*args*/) {
+    return OK;
+}
 
 status_t BBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
     data.setDataPosition(0);
@@ -58,7 +72,9 @@ status_t BBinder::unlinkToDeath(const wp<DeathRecipient>& /*recipient*/, void* /
     return INVALID_OPERATION;
 }
 
-BBinder* BBinder::localBinder() { return this; }
+BBinder* BBinder::localBinder() {
+    return this;
+}
 
 status_t BBinder::onTransact(uint32_t code, const Parcel& /*data*/, Parcel* reply,
                              uint32_t /*flags*/) {

@@ -49,7 +49,9 @@ size_t BinderThreads::maxThreads() const {
     return mMaxWorkers;
 }
 
-bool BinderThreads::isBinderThread() { return tIsBinderThread; }
+bool BinderThreads::isBinderThread() {
+    return tIsBinderThread;
+}
 
 void BinderThreads::workerLoop() {
     tIsBinderThread = true;

@@ -35,10 +35,10 @@ private:
     std::condition_variable mWorkAvailable;
     std::condition_variable mIdle;
     std::deque<std::function<void()>> mQueue;  // guarded by mLock
-    size_t mOutstanding = 0;                    // queued or running; guarded by mLock
-    size_t mWorkers = 0;                        // guarded by mLock
-    size_t mIdleWorkers = 0;                    // guarded by mLock
-    size_t mMaxWorkers = kDefaultMaxThreads;    // guarded by mLock
+    size_t mOutstanding = 0;                   // queued or running; guarded by mLock
+    size_t mWorkers = 0;                       // guarded by mLock
+    size_t mIdleWorkers = 0;                   // guarded by mLock
+    size_t mMaxWorkers = kDefaultMaxThreads;   // guarded by mLock
 };
 
 }  // namespace android::hostbinder

@@ -16,13 +16,21 @@ BpBinder::BpBinder(std::shared_ptr<hostbinder::Node> node) : mNode(std::move(nod
 
 BpBinder::~BpBinder() = default;
 
-BpBinder* BpBinder::remoteBinder() { return this; }
+BpBinder* BpBinder::remoteBinder() {
+    return this;
+}
 
-uint32_t BpBinder::handle() const { return mNode->handle; }
+uint32_t BpBinder::handle() const {
+    return mNode->handle;
+}
 
-int16_t BpBinder::stability() const { return hostbinder::kStabilitySystem; }
+int16_t BpBinder::stability() const {
+    return hostbinder::kStabilitySystem;
+}
 
-bool BpBinder::isBinderAlive() const { return !mNode->isDead(); }
+bool BpBinder::isBinderAlive() const {
+    return !mNode->isDead();
+}
 
 status_t BpBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
     // FLAG_PRIVATE_VENDOR never reaches the kernel.
@@ -61,8 +69,7 @@ status_t BpBinder::dump(int /*fd*/, const Vector<String16>& /*args*/) {
     return INVALID_OPERATION;
 }
 
-status_t BpBinder::linkToDeath(const sp<DeathRecipient>& recipient, void* cookie,
-                               uint32_t flags) {
+status_t BpBinder::linkToDeath(const sp<DeathRecipient>& recipient, void* cookie, uint32_t flags) {
     if (recipient == nullptr) return BAD_VALUE;
     std::lock_guard<std::mutex> guard(mLock);
     if (mObitsSent || mNode->isDead()) return DEAD_OBJECT;
@@ -70,13 +77,13 @@ status_t BpBinder::linkToDeath(const sp<DeathRecipient>& recipient, void* cookie
     return OK;
 }
 
-status_t BpBinder::unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie,
-                                 uint32_t flags, wp<DeathRecipient>* outRecipient) {
+status_t BpBinder::unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie, uint32_t flags,
+                                 wp<DeathRecipient>* outRecipient) {
     std::lock_guard<std::mutex> guard(mLock);
     if (mObitsSent) return DEAD_OBJECT;
     for (auto it = mObituaries.begin(); it != mObituaries.end(); ++it) {
-        const bool matches = it->recipient == recipient ||
-                             (recipient == nullptr && it->cookie == cookie);
+        const bool matches =
+                it->recipient == recipient || (recipient == nullptr && it->cookie == cookie);
         if (matches && it->flags == flags) {
             if (outRecipient != nullptr) *outRecipient = it->recipient;
             mObituaries.erase(it);

@@ -43,7 +43,9 @@ private:
 Node::Node(uint32_t handle, const sp<BBinder>& object)
     : handle(handle), key(object.get()), local(object) {}
 
-Node::~Node() { Driver::instance().forget(*this); }
+Node::~Node() {
+    Driver::instance().forget(*this);
+}
 
 bool Node::isDead() {
     std::lock_guard<std::mutex> guard(lock);

@@ -42,11 +42,11 @@ struct Node {
     const BBinder* const key;  // identity of the object in the driver's table
 
     std::mutex lock;
-    sp<BBinder> local;               // guarded by lock; released when the node dies
-    bool dead = false;               // guarded by lock
-    wp<BpBinder> proxy;              // guarded by lock
+    sp<BBinder> local;                 // guarded by lock; released when the node dies
+    bool dead = false;                 // guarded by lock
+    wp<BpBinder> proxy;                // guarded by lock
     std::deque<AsyncCall> asyncQueue;  // guarded by lock
-    bool asyncScheduled = false;     // guarded by lock: a delivery task is posted
+    bool asyncScheduled = false;       // guarded by lock: a delivery task is posted
 };
 
 class Driver {
@@ -63,8 +63,8 @@ public:
 
     // Holds its own reference to the node for the whole call, so the call never depends on
     // the caller's proxy staying alive through libutils' reference count alone.
-    status_t transact(std::shared_ptr<Node> node, uint32_t code, const Parcel& data,
-                      Parcel* reply, uint32_t flags);
+    status_t transact(std::shared_ptr<Node> node, uint32_t code, const Parcel& data, Parcel* reply,
+                      uint32_t flags);
 
     // Copies a parcel as the kernel would deliver it: local binders become handles and
     // the receiving parcel holds proxies for them.

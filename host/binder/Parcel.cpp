@@ -18,7 +18,9 @@ namespace {
 constexpr size_t kMaxParcelSize = static_cast<size_t>(INT32_MAX);
 constexpr size_t kMinCapacity = 128;
 
-inline size_t padSize(size_t len) { return (len + 3) & ~static_cast<size_t>(3); }
+inline size_t padSize(size_t len) {
+    return (len + 3) & ~static_cast<size_t>(3);
+}
 
 }  // namespace
 
@@ -27,11 +29,17 @@ inline size_t padSize(size_t len) { return (len + 3) & ~static_cast<size_t>(3); 
 
 Parcel::Parcel() = default;
 
-Parcel::~Parcel() { freeData(); }
+Parcel::~Parcel() {
+    freeData();
+}
 
-const uint8_t* Parcel::data() const { return mData; }
+const uint8_t* Parcel::data() const {
+    return mData;
+}
 
-size_t Parcel::dataSize() const { return mDataSize > mDataPos ? mDataSize : mDataPos; }
+size_t Parcel::dataSize() const {
+    return mDataSize > mDataPos ? mDataSize : mDataPos;
+}
 
 size_t Parcel::dataAvail() const {
     const size_t result = dataSize() - dataPosition();
@@ -39,9 +47,13 @@ size_t Parcel::dataAvail() const {
     return result;
 }
 
-size_t Parcel::dataPosition() const { return mDataPos; }
+size_t Parcel::dataPosition() const {
+    return mDataPos;
+}
 
-size_t Parcel::dataCapacity() const { return mDataCapacity; }
+size_t Parcel::dataCapacity() const {
+    return mDataCapacity;
+}
 
 void Parcel::setDataPosition(size_t pos) const {
     LOG_ALWAYS_FATAL_IF(pos > kMaxParcelSize, "setDataPosition %zu exceeds INT32_MAX", pos);
@@ -117,7 +129,9 @@ void Parcel::markForBinder(const sp<IBinder>& /*binder*/) {
     LOG_ALWAYS_FATAL_IF(mDataSize != 0, "markForBinder must be called before writing data");
 }
 
-size_t Parcel::objectsCount() const { return mObjects.size(); }
+size_t Parcel::objectsCount() const {
+    return mObjects.size();
+}
 
 void Parcel::dropObjectsFrom(size_t offset) {
     std::erase_if(mObjects, [offset](const HeldObject& object) {
@@ -153,17 +167,37 @@ status_t Parcel::writeAligned(T val) {
     return finishWrite(sizeof(T));
 }
 
-status_t Parcel::writeInt32(int32_t val) { return writeAligned(val); }
-status_t Parcel::writeUint32(uint32_t val) { return writeAligned(val); }
-status_t Parcel::writeInt64(int64_t val) { return writeAligned(val); }
-status_t Parcel::writeUint64(uint64_t val) { return writeAligned(val); }
-status_t Parcel::writeFloat(float val) { return writeAligned(val); }
-status_t Parcel::writeDouble(double val) { return writeAligned(val); }
-status_t Parcel::writeBool(bool val) { return writeInt32(static_cast<int32_t>(val)); }
-status_t Parcel::writeByte(int8_t val) { return writeInt32(static_cast<int32_t>(val)); }
-status_t Parcel::writeChar(char16_t val) { return writeInt32(static_cast<int32_t>(val)); }
+status_t Parcel::writeInt32(int32_t val) {
+    return writeAligned(val);
+}
+status_t Parcel::writeUint32(uint32_t val) {
+    return writeAligned(val);
+}
+status_t Parcel::writeInt64(int64_t val) {
+    return writeAligned(val);
+}
+status_t Parcel::writeUint64(uint64_t val) {
+    return writeAligned(val);
+}
+status_t Parcel::writeFloat(float val) {
+    return writeAligned(val);
+}
+status_t Parcel::writeDouble(double val) {
+    return writeAligned(val);
+}
+status_t Parcel::writeBool(bool val) {
+    return writeInt32(static_cast<int32_t>(val));
+}
+status_t Parcel::writeByte(int8_t val) {
+    return writeInt32(static_cast<int32_t>(val));
+}
+status_t Parcel::writeChar(char16_t val) {
+    return writeInt32(static_cast<int32_t>(val));
+}
 
-status_t Parcel::writeNoException() { return binder::Status::ok().writeToParcel(this); }
+status_t Parcel::writeNoException() {
+    return binder::Status::ok().writeToParcel(this);
+}
 
 status_t Parcel::writeParcelable(const Parcelable& parcelable) {
     if (status_t status = writeInt32(1); status != OK) return status;
@@ -223,18 +257,42 @@ status_t Parcel::read(void* outData, size_t len) const {
     return OK;
 }
 
-status_t Parcel::readInt32(int32_t* pArg) const { return readAligned(pArg); }
-int32_t Parcel::readInt32() const { return readAligned<int32_t>(); }
-status_t Parcel::readUint32(uint32_t* pArg) const { return readAligned(pArg); }
-uint32_t Parcel::readUint32() const { return readAligned<uint32_t>(); }
-status_t Parcel::readInt64(int64_t* pArg) const { return readAligned(pArg); }
-int64_t Parcel::readInt64() const { return readAligned<int64_t>(); }
-status_t Parcel::readUint64(uint64_t* pArg) const { return readAligned(pArg); }
-uint64_t Parcel::readUint64() const { return readAligned<uint64_t>(); }
-status_t Parcel::readFloat(float* pArg) const { return readAligned(pArg); }
-float Parcel::readFloat() const { return readAligned<float>(); }
-status_t Parcel::readDouble(double* pArg) const { return readAligned(pArg); }
-double Parcel::readDouble() const { return readAligned<double>(); }
+status_t Parcel::readInt32(int32_t* pArg) const {
+    return readAligned(pArg);
+}
+int32_t Parcel::readInt32() const {
+    return readAligned<int32_t>();
+}
+status_t Parcel::readUint32(uint32_t* pArg) const {
+    return readAligned(pArg);
+}
+uint32_t Parcel::readUint32() const {
+    return readAligned<uint32_t>();
+}
+status_t Parcel::readInt64(int64_t* pArg) const {
+    return readAligned(pArg);
+}
+int64_t Parcel::readInt64() const {
+    return readAligned<int64_t>();
+}
+status_t Parcel::readUint64(uint64_t* pArg) const {
+    return readAligned(pArg);
+}
+uint64_t Parcel::readUint64() const {
+    return readAligned<uint64_t>();
+}
+status_t Parcel::readFloat(float* pArg) const {
+    return readAligned(pArg);
+}
+float Parcel::readFloat() const {
+    return readAligned<float>();
+}
+status_t Parcel::readDouble(double* pArg) const {
+    return readAligned(pArg);
+}
+double Parcel::readDouble() const {
+    return readAligned<double>();
+}
 
 // The narrow reads store their default even when the word is missing, as libbinder does.
 status_t Parcel::readBool(bool* pArg) const {
@@ -243,7 +301,9 @@ status_t Parcel::readBool(bool* pArg) const {
     *pArg = value != 0;
     return status;
 }
-bool Parcel::readBool() const { return readInt32() != 0; }
+bool Parcel::readBool() const {
+    return readInt32() != 0;
+}
 
 status_t Parcel::readByte(int8_t* pArg) const {
     int32_t value = 0;
@@ -251,7 +311,9 @@ status_t Parcel::readByte(int8_t* pArg) const {
     *pArg = static_cast<int8_t>(value);
     return status;
 }
-int8_t Parcel::readByte() const { return static_cast<int8_t>(readInt32()); }
+int8_t Parcel::readByte() const {
+    return static_cast<int8_t>(readInt32());
+}
 
 status_t Parcel::readChar(char16_t* pArg) const {
     int32_t value = 0;
@@ -259,7 +321,9 @@ status_t Parcel::readChar(char16_t* pArg) const {
     *pArg = static_cast<char16_t>(value);
     return status;
 }
-char16_t Parcel::readChar() const { return static_cast<char16_t>(readInt32()); }
+char16_t Parcel::readChar() const {
+    return static_cast<char16_t>(readInt32());
+}
 
 status_t Parcel::readParcelable(Parcelable* parcelable) const {
     int32_t marker = 0;

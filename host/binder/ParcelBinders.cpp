@@ -52,8 +52,7 @@ bool Parcel::enforceInterface(const char16_t* interface, size_t len) const {
     IPCThreadState* const threadState = IPCThreadState::self();
     const int32_t strictPolicy = readInt32();
     threadState->setStrictModePolicy(
-            (threadState->getLastTransactionFlags() & IBinder::FLAG_ONEWAY) != 0 ? 0
-                                                                               : strictPolicy);
+            (threadState->getLastTransactionFlags() & IBinder::FLAG_ONEWAY) != 0 ? 0 : strictPolicy);
     readInt32();  // work source: every call comes from this process
     const int32_t header = readInt32();
     if (header != kHeader) {
@@ -69,8 +68,7 @@ bool Parcel::enforceInterface(const char16_t* interface, size_t len) const {
         (len == 0 || std::memcmp(parcelInterface, interface, len * sizeof(char16_t)) == 0)) {
         return true;
     }
-    ALOGW("**** enforceInterface() expected '%s' but read '%s'",
-          String8(interface, len).string(),
+    ALOGW("**** enforceInterface() expected '%s' but read '%s'", String8(interface, len).string(),
           parcelInterface != nullptr ? String8(parcelInterface, parcelLen).string() : "(null)");
     return false;
 }
@@ -111,9 +109,7 @@ status_t Parcel::flattenBinder(const sp<IBinder>& binder) {
     finishWrite(sizeof(object));
     if (binder != nullptr) {
         // Rewriting the same spot replaces the object recorded there.
-        std::erase_if(mObjects, [offset](const HeldObject& held) {
-            return held.offset == offset;
-        });
+        std::erase_if(mObjects, [offset](const HeldObject& held) { return held.offset == offset; });
         mObjects.push_back({offset, binder});
     }
     return writeInt32(stability);
@@ -167,7 +163,9 @@ status_t Parcel::unflattenBinder(sp<IBinder>* out) const {
     return OK;
 }
 
-status_t Parcel::writeStrongBinder(const sp<IBinder>& val) { return flattenBinder(val); }
+status_t Parcel::writeStrongBinder(const sp<IBinder>& val) {
+    return flattenBinder(val);
+}
 
 status_t Parcel::readNullableStrongBinder(sp<IBinder>* val) const {
     return unflattenBinder(val);

@@ -18,11 +18,17 @@ sp<ProcessState> ProcessState::self() {
     return state;
 }
 
-sp<ProcessState> ProcessState::selfOrNull() { return self(); }
+sp<ProcessState> ProcessState::selfOrNull() {
+    return self();
+}
 
-void ProcessState::startThreadPool() { mThreadPoolStarted = true; }
+void ProcessState::startThreadPool() {
+    mThreadPoolStarted = true;
+}
 
-bool ProcessState::isThreadPoolStarted() const { return mThreadPoolStarted; }
+bool ProcessState::isThreadPoolStarted() const {
+    return mThreadPoolStarted;
+}
 
 status_t ProcessState::setThreadPoolMaxThreadCount(size_t maxThreads) {
     mMaxThreads = maxThreads;
@@ -30,7 +36,9 @@ status_t ProcessState::setThreadPoolMaxThreadCount(size_t maxThreads) {
     return OK;
 }
 
-size_t ProcessState::getThreadPoolMaxTotalThreadCount() const { return mMaxThreads; }
+size_t ProcessState::getThreadPoolMaxTotalThreadCount() const {
+    return mMaxThreads;
+}
 
 void ProcessState::giveThreadPoolName() {}
 

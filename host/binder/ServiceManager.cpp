@@ -168,7 +168,9 @@ const String16& IServiceManager::getInterfaceDescriptor() const {
     return *kDescriptor;
 }
 
-sp<IServiceManager> defaultServiceManager() { return &hostServiceManager(); }
+sp<IServiceManager> defaultServiceManager() {
+    return &hostServiceManager();
+}
 
 namespace hostbinder {
 
@@ -194,11 +196,17 @@ void waitForIdle() {
     Driver::instance().threads().waitForIdle();
 }
 
-void clearServices() { hostServiceManager().clear(); }
+void clearServices() {
+    hostServiceManager().clear();
+}
 
-size_t nodeCount() { return Driver::instance().nodeCount(); }
+size_t nodeCount() {
+    return Driver::instance().nodeCount();
+}
 
-bool isBinderThread() { return BinderThreads::isBinderThread(); }
+bool isBinderThread() {
+    return BinderThreads::isBinderThread();
+}
 
 }  // namespace hostbinder
 

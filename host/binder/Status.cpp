@@ -11,26 +11,46 @@ namespace {
 // but does not export it.
 std::string statusName(status_t status) {
     switch (status) {
-        case OK: return "OK";
-        case UNKNOWN_ERROR: return "UNKNOWN_ERROR";
-        case NO_MEMORY: return "NO_MEMORY";
-        case INVALID_OPERATION: return "INVALID_OPERATION";
-        case BAD_VALUE: return "BAD_VALUE";
-        case BAD_TYPE: return "BAD_TYPE";
-        case NAME_NOT_FOUND: return "NAME_NOT_FOUND";
-        case PERMISSION_DENIED: return "PERMISSION_DENIED";
-        case NO_INIT: return "NO_INIT";
-        case ALREADY_EXISTS: return "ALREADY_EXISTS";
-        case DEAD_OBJECT: return "DEAD_OBJECT";
-        case FAILED_TRANSACTION: return "FAILED_TRANSACTION";
-        case BAD_INDEX: return "BAD_INDEX";
-        case NOT_ENOUGH_DATA: return "NOT_ENOUGH_DATA";
-        case WOULD_BLOCK: return "WOULD_BLOCK";
-        case TIMED_OUT: return "TIMED_OUT";
-        case UNKNOWN_TRANSACTION: return "UNKNOWN_TRANSACTION";
-        case FDS_NOT_ALLOWED: return "FDS_NOT_ALLOWED";
-        case UNEXPECTED_NULL: return "UNEXPECTED_NULL";
-        default: break;
+        case OK:
+            return "OK";
+        case UNKNOWN_ERROR:
+            return "UNKNOWN_ERROR";
+        case NO_MEMORY:
+            return "NO_MEMORY";
+        case INVALID_OPERATION:
+            return "INVALID_OPERATION";
+        case BAD_VALUE:
+            return "BAD_VALUE";
+        case BAD_TYPE:
+            return "BAD_TYPE";
+        case NAME_NOT_FOUND:
+            return "NAME_NOT_FOUND";
+        case PERMISSION_DENIED:
+            return "PERMISSION_DENIED";
+        case NO_INIT:
+            return "NO_INIT";
+        case ALREADY_EXISTS:
+            return "ALREADY_EXISTS";
+        case DEAD_OBJECT:
+            return "DEAD_OBJECT";
+        case FAILED_TRANSACTION:
+            return "FAILED_TRANSACTION";
+        case BAD_INDEX:
+            return "BAD_INDEX";
+        case NOT_ENOUGH_DATA:
+            return "NOT_ENOUGH_DATA";
+        case WOULD_BLOCK:
+            return "WOULD_BLOCK";
+        case TIMED_OUT:
+            return "TIMED_OUT";
+        case UNKNOWN_TRANSACTION:
+            return "UNKNOWN_TRANSACTION";
+        case FDS_NOT_ALLOWED:
+            return "FDS_NOT_ALLOWED";
+        case UNEXPECTED_NULL:
+            return "UNEXPECTED_NULL";
+        default:
+            break;
     }
     const int error = status == INT32_MIN ? 0 : -status;
     return std::to_string(status) + " (" + std::strerror(error) + ")";
@@ -50,16 +70,17 @@ status_t skipSizedBlock(const Parcel& parcel, bool skipWhenZero) {
 
 }  // namespace
 
-Status Status::ok() { return Status(); }
+Status Status::ok() {
+    return Status();
+}
 
 Status Status::fromExceptionCode(int32_t exceptionCode) {
-    return Status(exceptionCode,
-                  exceptionCode == EX_TRANSACTION_FAILED ? FAILED_TRANSACTION : OK);
+    return Status(exceptionCode, exceptionCode == EX_TRANSACTION_FAILED ? FAILED_TRANSACTION : OK);
 }
 
 Status Status::fromExceptionCode(int32_t exceptionCode, const String8& message) {
-    return Status(exceptionCode,
-                  exceptionCode == EX_TRANSACTION_FAILED ? FAILED_TRANSACTION : OK, message);
+    return Status(exceptionCode, exceptionCode == EX_TRANSACTION_FAILED ? FAILED_TRANSACTION : OK,
+                  message);
 }
 
 Status Status::fromExceptionCode(int32_t exceptionCode, const char* message) {
@@ -70,8 +91,7 @@ Status Status::fromServiceSpecificError(int32_t serviceSpecificErrorCode) {
     return Status(EX_SERVICE_SPECIFIC, serviceSpecificErrorCode);
 }
 
-Status Status::fromServiceSpecificError(int32_t serviceSpecificErrorCode,
-                                        const String8& message) {
+Status Status::fromServiceSpecificError(int32_t serviceSpecificErrorCode, const String8& message) {
     return Status(EX_SERVICE_SPECIFIC, serviceSpecificErrorCode, message);
 }
 

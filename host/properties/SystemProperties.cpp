@@ -47,10 +47,10 @@ extern "C" const prop_info* __system_property_find(const char* name) {
     return internLocked(name);
 }
 
-extern "C" void __system_property_read_callback(
-        const prop_info* pi,
-        void (*callback)(void* cookie, const char* name, const char* value, uint32_t serial),
-        void* cookie) {
+extern "C" void __system_property_read_callback(const prop_info* pi,
+                                                void (*callback)(void* cookie, const char* name,
+                                                                 const char* value, uint32_t serial),
+                                                void* cookie) {
     if (pi == nullptr || callback == nullptr) return;
     // Handles only come from internLocked(), which hands out mutable objects.
     auto* info = const_cast<prop_info*>(pi);

@@ -30,7 +30,8 @@ using settingsmodule_host::SettingsService;
 
 extern "C" BASALT_HOST_EXPORT void* createSettingsManager(int64_t version) {
     if (version != kSupportedVersion) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "unsupported settings interface version %lld",
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                            "unsupported settings interface version %lld",
                             static_cast<long long>(version));
         return nullptr;
     }
@@ -41,7 +42,8 @@ extern "C" BASALT_HOST_EXPORT void* createSettingsManager(int64_t version) {
     return static_cast<ISettingsManager*>(manager);
 }
 
-extern "C" BASALT_HOST_EXPORT void destroySettingsManager(int64_t /*version*/, void* object) noexcept {
+extern "C" BASALT_HOST_EXPORT void destroySettingsManager(int64_t /*version*/,
+                                                          void* object) noexcept {
     if (object == nullptr) return;
     delete static_cast<ISettingsManager*>(object);
     liveManagers.fetch_sub(1);
@@ -59,7 +61,8 @@ extern "C" BASALT_HOST_EXPORT bool basaltHostRemoveSetting(const char* key) {
 }
 
 extern "C" BASALT_HOST_EXPORT bool basaltHostWaitForNotifications(int64_t timeoutMillis) {
-    return SettingsService::instance().waitForNotifications(std::chrono::milliseconds(timeoutMillis));
+    return SettingsService::instance().waitForNotifications(
+            std::chrono::milliseconds(timeoutMillis));
 }
 
 extern "C" BASALT_HOST_EXPORT int64_t basaltHostLiveSettingsManagers() {

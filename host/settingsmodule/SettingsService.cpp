@@ -42,7 +42,8 @@ void SettingsService::seedFromFile(const char* path) {
     for (size_t number = 1; std::getline(file, line); ++number) {
         SettingsLine parsed = parseSettingsLine(line);
         if (parsed.kind == SettingsLineKind::kMalformed) {
-            __android_log_print(ANDROID_LOG_WARN, kLogTag, "%s:%zu: malformed settings line skipped", path, number);
+            __android_log_print(ANDROID_LOG_WARN, kLogTag,
+                                "%s:%zu: malformed settings line skipped", path, number);
         } else if (parsed.kind == SettingsLineKind::kEntry) {
             values_.insert_or_assign(std::string(parsed.key), std::string(parsed.value));
         }
@@ -91,11 +92,13 @@ bool SettingsService::addListener(const void* owner, const char* key, ISettingsL
     std::lock_guard<std::mutex> lock(listenersMutex_);
     auto& forKey = registrations_[key];
     Registration registration{owner, listener};
-    if (std::find(forKey.begin(), forKey.end(), registration) == forKey.end()) forKey.push_back(registration);
+    if (std::find(forKey.begin(), forKey.end(), registration) == forKey.end())
+        forKey.push_back(registration);
     return true;
 }
 
-bool SettingsService::removeListener(const void* owner, const char* key, ISettingsListener* listener) {
+bool SettingsService::removeListener(const void* owner, const char* key,
+                                     ISettingsListener* listener) {
     std::unique_lock<std::mutex> lock(listenersMutex_);
     auto found = registrations_.find(key);
     if (found == registrations_.end()) return false;
@@ -119,10 +122,12 @@ void SettingsService::removeOwner(const void* owner) {
         std::erase_if(forKey, [owner](const Registration& r) { return r.owner == owner; });
         entry = forKey.empty() ? registrations_.erase(entry) : std::next(entry);
     }
-    for (ISettingsListener* listener : removedListeners) waitUntilNotDeliveringLocked(lock, listener);
+    for (ISettingsListener* listener : removedListeners)
+        waitUntilNotDeliveringLocked(lock, listener);
 }
 
-void SettingsService::waitUntilNotDeliveringLocked(std::unique_lock<std::mutex>& lock, ISettingsListener* listener) {
+void SettingsService::waitUntilNotDeliveringLocked(std::unique_lock<std::mutex>& lock,
+                                                   ISettingsListener* listener) {
     if (std::this_thread::get_id() == notifierId_) return;
     notificationDelivered_.wait(lock, [&] { return delivering_ != listener; });
 }
@@ -151,7 +156,8 @@ void SettingsService::deliverNotifications() {
         std::vector<ISettingsListener*> targets;
         if (auto found = registrations_.find(key); found != registrations_.end()) {
             for (const Registration& registration : found->second) {
-                if (std::find(targets.begin(), targets.end(), registration.listener) == targets.end()) {
+                if (std::find(targets.begin(), targets.end(), registration.listener) ==
+                    targets.end()) {
                     targets.push_back(registration.listener);
                 }
             }

@@ -55,7 +55,8 @@ private:
     void enqueueNotification(const char* key);
     void deliverNotifications();
     bool isRegisteredLocked(const std::string& key, ISettingsListener* listener) const;
-    void waitUntilNotDeliveringLocked(std::unique_lock<std::mutex>& lock, ISettingsListener* listener);
+    void waitUntilNotDeliveringLocked(std::unique_lock<std::mutex>& lock,
+                                      ISettingsListener* listener);
 
     mutable std::mutex valuesMutex_;
     std::map<std::string, std::string, std::less<>> values_;

@@ -24,7 +24,8 @@ int main() {
 
     auto gate = halcyon::sysprop::SharedOsServicesProperties::telemetry_enable_history_store();
     std::printf("history gate property %s\n", gate ? (*gate ? "on" : "off") : "unset");
-    std::printf("statsd verification gate name: %s\n", TelemetryVelaconfigs::EnableStatsdVerification);
+    std::printf("statsd verification gate name: %s\n",
+                TelemetryVelaconfigs::EnableStatsdVerification);
     std::printf("consumer ok\n");
     return 0;
 }

@@ -19,8 +19,7 @@ constexpr int64_t kNanosPerMinute = 60000000000LL;
 constexpr int64_t kNanosPerSecond = 1000000000LL;
 constexpr int64_t kNanosPerMilli = 1000000LL;
 
-constexpr char kDumpHeading[] =
-        "\t|#\tUSER\tTIME\t\t\tVALUE\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t|";
+constexpr char kDumpHeading[] = "\t|#\tUSER\tTIME\t\t\tVALUE\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t|";
 constexpr size_t kDumpRuleWidth = 168;
 
 }  // namespace
@@ -112,8 +111,8 @@ std::string HistoryStore<T>::toString(const std::optional<time_point>& from,
         }
         ++row;
         // The user id and the time are printed without a separator; dump readers rely on it.
-        out << '\t' << row << '\t' << key.second.value_or(0u) << getTimestamp(at) << '\t'
-            << value << std::endl;
+        out << '\t' << row << '\t' << key.second.value_or(0u) << getTimestamp(at) << '\t' << value
+            << std::endl;
     }
     if (row == 0) {
         out << "EMPTY" << std::endl;
@@ -160,8 +159,7 @@ std::string HistoryStore<T>::getTimestamp(const time_point& t) const {
 
     std::ostringstream out;
     out << std::setfill('0') << std::setw(2) << hours << ':' << std::setw(2) << minutes << ':'
-        << std::setw(2) << seconds << '.' << std::setw(3) << millis << '.' << std::setw(9)
-        << rest;
+        << std::setw(2) << seconds << '.' << std::setw(3) << millis << '.' << std::setw(9) << rest;
     return out.str();
 }
 

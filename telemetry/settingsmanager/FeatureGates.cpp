@@ -143,8 +143,7 @@ bool TelemetrySettingsManager::getGKFlag(const char* name) {
     if (value == last) return value;
     cached->second.store(value);
     if (!kvStore->setValue(name, value ? "1" : "0")) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Failed to cache %s value to kvstore",
-                            name);
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Failed to cache %s value to kvstore", name);
     }
     return value;
 }

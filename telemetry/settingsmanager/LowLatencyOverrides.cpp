@@ -84,8 +84,7 @@ void TelemetrySettingsManager::buildLowLatencyMaps() {
     lowLatencyMaps.emplace(travelModeOverrideKey(), emptyOverrideMap());
 }
 
-LowLatencyOverrideMap TelemetrySettingsManager::parseLowLatencyMapFromString(
-        const std::string& text) {
+LowLatencyOverrideMap TelemetrySettingsManager::parseLowLatencyMapFromString(const std::string& text) {
     std::lock_guard<std::mutex> member(parseCacheLock);
     SharedLowLatencyState& state = sharedState();
     std::lock_guard<std::mutex> shared(state.parseLock);

@@ -18,8 +18,9 @@ std::shared_ptr<ITelemetrySettingsManager> TelemetrySettingsManager::instance() 
     static std::once_flag once;
     // The shared pointer owns the whole object, so its deleter runs the full destructor.
     // instance_ is never reset: the singleton lives until the process ends.
-    std::call_once(once, [] { instance_ = std::shared_ptr<TelemetrySettingsManager>(
-                                      new TelemetrySettingsManager()); });
+    std::call_once(once, [] {
+        instance_ = std::shared_ptr<TelemetrySettingsManager>(new TelemetrySettingsManager());
+    });
     return instance_;
 }
 

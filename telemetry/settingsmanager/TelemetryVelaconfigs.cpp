@@ -22,15 +22,19 @@ const char EnableTelemetryPurgeEvent[] = "halcyon_mobile_telemetry_purge_event";
 const char EnableEventHealthCounters[] = "halcyon_mobile_telemetry_enable_event_hc";
 const char EnableTPXHealthCounters[] = "halcyon_mobile_telemetry_enable_tpx_hc";
 const char EnableWrenLoggerHealthCounters[] = "halcyon_mobile_telemetry_enable_wrenlogger_hc";
-const char EnableHealthCountersArchivedFileUpload[] = "halcyon_mobile_telemetry_enable_hc_archived_upload";
+const char EnableHealthCountersArchivedFileUpload[] =
+        "halcyon_mobile_telemetry_enable_hc_archived_upload";
 const char EnableNTGracefulShutdown[] = "halcyon_mobile_telemetry_enable_graceful_shutdown";
 const char TelemetryDisableOfflineUpload[] = "halcyon_mobile_telemetry_disable_offline_upload";
-const char TelemetryRedundantDonStateUpdate[] = "halcyon_mobile_telemetry_session_donstate_redundant";
+const char TelemetryRedundantDonStateUpdate[] =
+        "halcyon_mobile_telemetry_session_donstate_redundant";
 const char TelemetryLowLatencyAllowList[] = "halcyon_mobile_telemetry_low_latency_allow_list";
 const char TelemetryUploadMaxBackoff[] = "halcyon_mobile_telemetry_max_exp_backoff";
 
-const char TelemetryAllowedSDKEventsList[] = "halcyon_mobile_native_telemetry_allowed_sdk_events_list";
-const char StatsdEventVerificationList[] = "halcyon_mobile_telemetry_statsd_event_verification_list";
+const char TelemetryAllowedSDKEventsList[] =
+        "halcyon_mobile_native_telemetry_allowed_sdk_events_list";
+const char StatsdEventVerificationList[] =
+        "halcyon_mobile_telemetry_statsd_event_verification_list";
 const char RateLimiterConfig[] = "halcyon_mobile_telemetry_rate_limit";
 
 }  // namespace TelemetryVelaconfigs

@@ -48,8 +48,7 @@ bool TelemetrySettingsManager::enableUpload() {
 
 bool TelemetrySettingsManager::disableUpload() {
     if (uploadStateLocked.load(std::memory_order_acquire)) {
-        __android_log_print(ANDROID_LOG_DEBUG, kLogTag,
-                            "Upload state locked, not disabling upload");
+        __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "Upload state locked, not disabling upload");
         return false;
     }
     telemetry::WrenLoggerWrapper::instance().disableUpload();

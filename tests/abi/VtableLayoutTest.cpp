@@ -109,7 +109,8 @@ void expectHistoryStoreLayout() {
     using H = IHistoryStore<T>;
     long slot = kFirstAfterDestructor;
     EXPECT_EQ(slotOf(static_cast<void (H::*)(const T&)>(&H::insert)), slot++);
-    EXPECT_EQ(slotOf(static_cast<void (H::*)(const HistoryTimePoint&, const T&)>(&H::insert)), slot++);
+    EXPECT_EQ(slotOf(static_cast<void (H::*)(const HistoryTimePoint&, const T&)>(&H::insert)),
+              slot++);
     EXPECT_EQ(slotOf(static_cast<void (H::*)(const HistoryKey&, const T&)>(&H::insert)), slot++);
     EXPECT_EQ(slotOf(static_cast<std::optional<T> (H::*)()>(&H::get)), slot++);
     EXPECT_EQ(slotOf(static_cast<std::optional<T> (H::*)(const HistoryUserId&)>(&H::get)), slot++);

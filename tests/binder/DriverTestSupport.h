@@ -58,8 +58,8 @@ protected:
         if (mDestroyed != nullptr) *mDestroyed = true;
     }
 
-    android::status_t onTransact(uint32_t code, const android::Parcel& data,
-                                 android::Parcel* reply, uint32_t flags) override {
+    android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
+                                 uint32_t flags) override {
         if (code < FIRST_CALL_TRANSACTION || code > LAST_CALL_TRANSACTION) {
             return BBinder::onTransact(code, data, reply, flags);
         }

@@ -40,8 +40,13 @@ constexpr uint32_t kTypeHandle = 0x73682A85;
 TEST(ParcelBinders, NullBinderIsAZeroObjectWithUndeclaredStability) {
     Parcel parcel;
     ASSERT_EQ(android::OK, parcel.writeStrongBinder(nullptr));
-    EXPECT_EQ("852a6273" "13000000" "0000000000000000" "0000000000000000" "00000000",
-              hexOf(parcel));
+    EXPECT_EQ(
+            "852a6273"
+            "13000000"
+            "0000000000000000"
+            "0000000000000000"
+            "00000000",
+            hexOf(parcel));
     EXPECT_EQ(0u, parcel.objectsCount());
 
     parcel.setDataPosition(0);
@@ -119,14 +124,16 @@ TEST(ParcelBinders, MalformedObjectsAreRefused) {
     };
     const Case cases[] = {
             {"short object", "852a6273130000000000000000000000", android::BAD_TYPE},
-            {"null with stability 12",
-             "852a627313000000000000000000000000000000000000000c000000", android::BAD_TYPE},
-            {"null without stability", "852a6273130000000000000000000000" "0000000000000000",
+            {"null with stability 12", "852a627313000000000000000000000000000000000000000c000000",
+             android::BAD_TYPE},
+            {"null without stability",
+             "852a6273130000000000000000000000"
+             "0000000000000000",
              android::NOT_ENOUGH_DATA},
             {"null handle (context manager)",
              "852a687313000000000000000000000000000000000000000000000000", android::BAD_TYPE},
-            {"unknown type",
-             "852a646613000000000000000000000000000000000000000000000000", android::BAD_TYPE},
+            {"unknown type", "852a646613000000000000000000000000000000000000000000000000",
+             android::BAD_TYPE},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -19,7 +19,12 @@ TEST(ParcelStrings, EmptyAndNullAreDistinct) {
     parcel.writeUtf8AsUtf16(std::optional<std::string>());
     parcel.writeString16(String16());
     parcel.writeString16(std::optional<String16>());
-    EXPECT_EQ("0000000000000000" "ffffffff" "0000000000000000" "ffffffff", hexOf(parcel));
+    EXPECT_EQ(
+            "0000000000000000"
+            "ffffffff"
+            "0000000000000000"
+            "ffffffff",
+            hexOf(parcel));
 
     parcel.setDataPosition(0);
     std::optional<std::string> utf8 = "stale";
@@ -51,7 +56,13 @@ TEST(ParcelStrings, NonBmpTextTravelsAsSurrogatePair) {
     const std::string text = "a\xF0\x9F\x98\x80";  // 'a' U+1F600
     Parcel parcel;
     ASSERT_EQ(android::OK, parcel.writeUtf8AsUtf16(text));
-    EXPECT_EQ("03000000" "6100" "3dd8" "00de" "0000", hexOf(parcel));
+    EXPECT_EQ(
+            "03000000"
+            "6100"
+            "3dd8"
+            "00de"
+            "0000",
+            hexOf(parcel));
     parcel.setDataPosition(0);
     std::string back;
     ASSERT_EQ(android::OK, parcel.readUtf8FromUtf16(&back));
@@ -91,13 +102,31 @@ TEST(ParcelStrings, HostileLengthsAreRefused) {
         size_t cursorAfter;
     };
     const Case cases[] = {
-            {"longer than the data", "05000000" "6100620000000000", 4},
-            {"INT32_MAX", "ffffff7f" "00000000", 4},
-            {"large negative", "00000080" "00000000", 4},
-            {"-2", "feffffff" "00000000", 4},
+            {"longer than the data",
+             "05000000"
+             "6100620000000000",
+             4},
+            {"INT32_MAX",
+             "ffffff7f"
+             "00000000",
+             4},
+            {"large negative",
+             "00000080"
+             "00000000",
+             4},
+            {"-2",
+             "feffffff"
+             "00000000",
+             4},
             {"no length word", "0000", 0},
-            {"terminator missing", "01000000" "61006200", 8},
-            {"terminator and pad missing", "01000000" "6100", 4},
+            {"terminator missing",
+             "01000000"
+             "61006200",
+             8},
+            {"terminator and pad missing",
+             "01000000"
+             "6100",
+             4},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

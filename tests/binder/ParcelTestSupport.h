@@ -61,7 +61,8 @@ struct KeyValue : public android::Parcelable {
             if (auto status = parcel->readUtf8FromUtf16(&key); status != android::OK) return status;
         }
         if (parcel->dataPosition() < end) {
-            if (auto status = parcel->readUtf8FromUtf16(&value); status != android::OK) return status;
+            if (auto status = parcel->readUtf8FromUtf16(&value); status != android::OK)
+                return status;
         }
         parcel->setDataPosition(end);
         return android::OK;

@@ -83,8 +83,14 @@ TEST(ParcelWireFormat, ScalarsAreLittleEndianOnFourByteGrid) {
     parcel.writeBool(true);
     parcel.writeByte(-1);
     parcel.writeChar(u'\xffff');
-    EXPECT_EQ("feffffff" "04030201" "8877665544332211" "01000000" "ffffffff" "ffff0000",
-              hexOf(parcel));
+    EXPECT_EQ(
+            "feffffff"
+            "04030201"
+            "8877665544332211"
+            "01000000"
+            "ffffffff"
+            "ffff0000",
+            hexOf(parcel));
 
     parcel.setDataPosition(0);
     EXPECT_EQ(-2, parcel.readInt32());
@@ -138,7 +144,11 @@ TEST(ParcelWireFormat, CursorBeyondTheEndCountsAsDataSize) {
     EXPECT_EQ(12u, parcel.dataSize());
     EXPECT_EQ(0u, parcel.dataAvail());
     parcel.writeInt32(2);
-    EXPECT_EQ("01000000" "0000000000000000" "02000000", hexOf(parcel));
+    EXPECT_EQ(
+            "01000000"
+            "0000000000000000"
+            "02000000",
+            hexOf(parcel));
 }
 
 TEST(ParcelWireFormat, SetDataSizeShrinksAndPullsTheCursorBack) {
@@ -214,11 +224,15 @@ TEST(ParcelWireFormat, InterfaceTokenRejectsOtherDescriptorsAndHeaders) {
 
     // A vendor-partition header word is a different copy of libbinder.
     Parcel vendor;
-    loadHex(&vendor, "00000080ffffffff52444e56" "0100000061000000");
+    loadHex(&vendor,
+            "00000080ffffffff52444e56"
+            "0100000061000000");
     EXPECT_FALSE(vendor.enforceInterface(String16("a")));
 
     Parcel truncated;
-    loadHex(&truncated, "00000080ffffffff54535953" "06000000610000");
+    loadHex(&truncated,
+            "00000080ffffffff54535953"
+            "06000000610000");
     EXPECT_FALSE(truncated.enforceInterface(String16("a.IFoo")));
 
     Parcel empty;
@@ -226,7 +240,9 @@ TEST(ParcelWireFormat, InterfaceTokenRejectsOtherDescriptorsAndHeaders) {
 
     // A null descriptor reads as empty, so it only satisfies an empty expectation.
     Parcel nullDescriptor;
-    loadHex(&nullDescriptor, "00000080ffffffff54535953" "ffffffff");
+    loadHex(&nullDescriptor,
+            "00000080ffffffff54535953"
+            "ffffffff");
     EXPECT_FALSE(nullDescriptor.enforceInterface(String16("a")));
     nullDescriptor.setDataPosition(0);
     EXPECT_TRUE(nullDescriptor.enforceInterface(String16()));

@@ -57,12 +57,24 @@ TEST(Status, ExceptionsRoundTripThroughParcels) {
     const Status security = roundTrip(Status::fromExceptionCode(Status::EX_SECURITY, "no"), &hex);
     EXPECT_EQ(Status::EX_SECURITY, security.exceptionCode());
     EXPECT_STREQ("no", security.exceptionMessage().string());
-    EXPECT_EQ("ffffffff" "02000000" "6e006f00" "00000000" "00000000", hex);
+    EXPECT_EQ(
+            "ffffffff"
+            "02000000"
+            "6e006f00"
+            "00000000"
+            "00000000",
+            hex);
 
     const Status specific = roundTrip(Status::fromServiceSpecificError(42, "x"), &hex);
     EXPECT_EQ(42, specific.serviceSpecificErrorCode());
     EXPECT_STREQ("x", specific.exceptionMessage().string());
-    EXPECT_EQ("f8ffffff" "01000000" "78000000" "00000000" "2a000000", hex);
+    EXPECT_EQ(
+            "f8ffffff"
+            "01000000"
+            "78000000"
+            "00000000"
+            "2a000000",
+            hex);
 
     const Status parcelable = roundTrip(Status::fromExceptionCode(Status::EX_PARCELABLE));
     EXPECT_EQ(Status::EX_PARCELABLE, parcelable.exceptionCode());
@@ -77,7 +89,11 @@ TEST(Status, TransactionFailureIsTheWriteResultNotData) {
 
 TEST(Status, ReplyHeaderIsSkipped) {
     Parcel parcel;
-    loadHex(&parcel, "80ffffff" "08000000" "aaaaaaaa" "05000000");
+    loadHex(&parcel,
+            "80ffffff"
+            "08000000"
+            "aaaaaaaa"
+            "05000000");
     Status status = Status::fromExceptionCode(Status::EX_SECURITY);
     ASSERT_EQ(android::OK, status.readFromParcel(parcel));
     EXPECT_TRUE(status.isOk());
@@ -92,15 +108,38 @@ TEST(Status, HostileHeadersBecomeTransactionFailures) {
     };
     const Case cases[] = {
             {"empty", "", android::NOT_ENOUGH_DATA},
-            {"reply header larger than data", "80ffffff" "10000000", android::UNKNOWN_ERROR},
-            {"negative reply header", "80ffffff" "ffffffff", android::UNKNOWN_ERROR},
-            {"message missing", "fcffffff", android::NOT_ENOUGH_DATA},
-            {"message truncated", "fcffffff" "09000000" "6100", android::UNEXPECTED_NULL},
-            {"stack trace larger than data", "fcffffff" "00000000" "00000000" "40000000",
+            {"reply header larger than data",
+             "80ffffff"
+             "10000000",
              android::UNKNOWN_ERROR},
-            {"service error code missing", "f8ffffff" "00000000" "00000000" "00000000",
+            {"negative reply header",
+             "80ffffff"
+             "ffffffff",
+             android::UNKNOWN_ERROR},
+            {"message missing", "fcffffff", android::NOT_ENOUGH_DATA},
+            {"message truncated",
+             "fcffffff"
+             "09000000"
+             "6100",
+             android::UNEXPECTED_NULL},
+            {"stack trace larger than data",
+             "fcffffff"
+             "00000000"
+             "00000000"
+             "40000000",
+             android::UNKNOWN_ERROR},
+            {"service error code missing",
+             "f8ffffff"
+             "00000000"
+             "00000000"
+             "00000000",
              android::NOT_ENOUGH_DATA},
-            {"parcelable blob too large", "f7ffffff" "00000000" "00000000" "00000000" "ff000000",
+            {"parcelable blob too large",
+             "f7ffffff"
+             "00000000"
+             "00000000"
+             "00000000"
+             "ff000000",
              android::UNKNOWN_ERROR},
     };
     for (const Case& c : cases) {
@@ -117,7 +156,10 @@ TEST(Status, HostileHeadersBecomeTransactionFailures) {
 
 TEST(Status, NullMessageReadsAsEmpty) {
     Parcel parcel;
-    loadHex(&parcel, "fdffffff" "ffffffff" "00000000");
+    loadHex(&parcel,
+            "fdffffff"
+            "ffffffff"
+            "00000000");
     Status status;
     ASSERT_EQ(android::OK, status.readFromParcel(parcel));
     EXPECT_EQ(Status::EX_ILLEGAL_ARGUMENT, status.exceptionCode());
@@ -126,7 +168,13 @@ TEST(Status, NullMessageReadsAsEmpty) {
 
 TEST(Status, StackTraceHeaderCountsItself) {
     Parcel parcel;
-    loadHex(&parcel, "fbffffff" "00000000" "00000000" "08000000" "bbbbbbbb" "07000000");
+    loadHex(&parcel,
+            "fbffffff"
+            "00000000"
+            "00000000"
+            "08000000"
+            "bbbbbbbb"
+            "07000000");
     Status status;
     ASSERT_EQ(android::OK, status.readFromParcel(parcel));
     EXPECT_EQ(Status::EX_ILLEGAL_STATE, status.exceptionCode());
@@ -141,8 +189,7 @@ TEST(Status, TextForm) {
                  Status::fromServiceSpecificError(42, "x").toString8().string());
     EXPECT_STREQ("Status(-4, EX_NULL_POINTER): ''",
                  Status::fromExceptionCode(Status::EX_NULL_POINTER).toString8().string());
-    EXPECT_STREQ("Status(7, 7): 'odd'",
-                 Status::fromExceptionCode(7, "odd").toString8().string());
+    EXPECT_STREQ("Status(7, 7): 'odd'", Status::fromExceptionCode(7, "odd").toString8().string());
     EXPECT_EQ("EX_HAS_REPLY_HEADER", Status::exceptionToString(Status::EX_HAS_REPLY_HEADER));
 }
 

@@ -50,15 +50,16 @@ public:
     }
     size_t count(const std::string& tag, const std::string& message) const {
         auto captured = all();
-        return static_cast<size_t>(std::count_if(captured.begin(), captured.end(), [&](const LogLine& l) {
-            return l.tag == tag && l.message == message;
-        }));
+        return static_cast<size_t>(std::count_if(
+                captured.begin(), captured.end(),
+                [&](const LogLine& l) { return l.tag == tag && l.message == message; }));
     }
     size_t count(int priority, const std::string& tag, const std::string& message) const {
         auto captured = all();
-        return static_cast<size_t>(std::count_if(captured.begin(), captured.end(), [&](const LogLine& l) {
-            return l.priority == priority && l.tag == tag && l.message == message;
-        }));
+        return static_cast<size_t>(
+                std::count_if(captured.begin(), captured.end(), [&](const LogLine& l) {
+                    return l.priority == priority && l.tag == tag && l.message == message;
+                }));
     }
     void clear() {
         std::lock_guard<std::mutex> lock(mutex());

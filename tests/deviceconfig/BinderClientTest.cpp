@@ -161,8 +161,9 @@ TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
     testsupport::LogCapture logs;
     ParkingServiceManager serviceManager;
     Callbacks callbacks;
-    auto client = std::make_unique<Client>(kName, 5ms, callbacks.onConnected(), callbacks.onDisconnected(),
-                                           android::interface_cast<IDeviceConfig>, serviceManager.getter());
+    auto client = std::make_unique<Client>(
+            kName, 5ms, callbacks.onConnected(), callbacks.onDisconnected(),
+            android::interface_cast<IDeviceConfig>, serviceManager.getter());
     serviceManager.waitForParkedCall();
     publish("too-late");
 
@@ -174,7 +175,8 @@ TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
 
     EXPECT_EQ(0, callbacks.connected.load());
     EXPECT_EQ(1u, logs.count(ANDROID_LOG_WARN, "DeviceConfig",
-                             "BinderClient: ignoring 'binder_client_test_service' reconnect after destruction"));
+                             "BinderClient: ignoring 'binder_client_test_service' reconnect after "
+                             "destruction"));
 }
 
 TEST_F(BinderClient, ABinderOfAnotherTypeIsReportedAndRetried) {
@@ -190,7 +192,8 @@ TEST_F(BinderClient, ABinderOfAnotherTypeIsReportedAndRetried) {
         ASSERT_TRUE(waitUntil([&] { return casts.load() >= 3; }));
     }
     EXPECT_GE(logs.count(ANDROID_LOG_ERROR, "DeviceConfig",
-                         "BinderClient: Failed to convert IBinder to expected service type binder_client_test_service"),
+                         "BinderClient: Failed to convert IBinder to expected service type "
+                         "binder_client_test_service"),
               3u);
 }
 

@@ -27,7 +27,8 @@ using deviceconfigtest::waitUntil;
 
 constexpr const char* kNs = "halcyon_shared_os_services";
 constexpr const char* kAgain = "addOnPropertiesChangeListener failed: system server not running";
-constexpr const char* kRemoved = "removeOnPropertiesChangeListener failed: system server not running";
+constexpr const char* kRemoved =
+        "removeOnPropertiesChangeListener failed: system server not running";
 
 class RecordingListener : public OnPropertiesChangeListener {
 public:
@@ -74,10 +75,12 @@ std::shared_ptr<RecordingListener> makeListener() {
 // Answers every call with an exception, as a broken service would.
 class FailingDeviceConfig : public BnDeviceConfig {
 public:
-    Status getProperties(const std::string&, const std::vector<std::string>&, std::vector<Property>*) override {
+    Status getProperties(const std::string&, const std::vector<std::string>&,
+                         std::vector<Property>*) override {
         return Status::fromExceptionCode(Status::EX_ILLEGAL_STATE, "no such namespace");
     }
-    Status addOnPropertiesChangeListener(const std::string&, const sp<IOnPropertiesChangeListener>&) override {
+    Status addOnPropertiesChangeListener(const std::string&,
+                                         const sp<IOnPropertiesChangeListener>&) override {
         return Status::fromExceptionCode(Status::EX_SECURITY, "not allowed");
     }
     Status removeOnPropertiesChangeListener(const sp<IOnPropertiesChangeListener>&) override {
@@ -118,20 +121,24 @@ TEST_F(DeviceConfig, WithoutTheServiceReadsNothingAndSaysSo) {
     com::halcyon::deviceconfig::DeviceConfig dc;
     EXPECT_FALSE(dc.isDeviceConfigAvailable());
     EXPECT_EQ("fallback", dc.getProperties(kNs, {"flag"}).getString("flag", "fallback"));
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", "getProperties: Failed to connect to DeviceConfig service"));
+    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig",
+                             "getProperties: Failed to connect to DeviceConfig service"));
 }
 
 TEST_F(DeviceConfig, AFailedCallIsLoggedWithItsMessage) {
-    ASSERT_EQ(android::OK, android::defaultServiceManager()->addService(android::String16("device_config_proxy"),
-                                                                        new FailingDeviceConfig()));
+    ASSERT_EQ(android::OK,
+              android::defaultServiceManager()->addService(android::String16("device_config_proxy"),
+                                                           new FailingDeviceConfig()));
     testsupport::LogCapture logs;
     com::halcyon::deviceconfig::DeviceConfig dc;
     EXPECT_TRUE(dc.getProperties(kNs, {"flag"}).getKeys().empty());
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", "getProperties failed: no such namespace"));
+    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig",
+                             "getProperties failed: no such namespace"));
 
     auto listener = makeListener();
     dc.addOnPropertiesChangeListener(kNs, listener);
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", "addOnPropertiesChangeListener failed: not allowed"));
+    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig",
+                             "addOnPropertiesChangeListener failed: not allowed"));
     EXPECT_TRUE(listener->registered());  // kept although the service refused it
     EXPECT_EQ(0u, logs.count("DeviceConfig", kAgain));
 
@@ -237,7 +244,8 @@ TEST(DeviceConfigDeathTest, AListenerNotOwnedByASharedPointerAborts) {
                 com::halcyon::deviceconfig::DeviceConfig dc;
                 PlainListener onStack;
                 // Points at the listener without owning it.
-                std::shared_ptr<OnPropertiesChangeListener> unowned(std::shared_ptr<void>(), &onStack);
+                std::shared_ptr<OnPropertiesChangeListener> unowned(std::shared_ptr<void>(),
+                                                                    &onStack);
                 dc.addOnPropertiesChangeListener(kNs, unowned);
             },
             "");

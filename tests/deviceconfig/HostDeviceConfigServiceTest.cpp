@@ -33,7 +33,8 @@ TEST(HostDeviceConfigService, SeedsFromLinesAndReportsMalformedOnes) {
     EXPECT_EQ("2", service->getProperty("other", "key"));
     for (int line : {6, 7, 8, 9, 10}) {
         EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "HostDeviceConfig",
-                                 "seed.txt:" + std::to_string(line) + ": malformed line, expected namespace/key=value"))
+                                 "seed.txt:" + std::to_string(line) +
+                                         ": malformed line, expected namespace/key=value"))
                 << line;
     }
 }

@@ -15,7 +15,8 @@ using com::halcyon::deviceconfig::OnPropertiesChangeListener;
 using com::halcyon::deviceconfig::Properties;
 using com::halcyon::deviceconfig::host::HostDeviceConfigService;
 
-constexpr const char* kRefusal = "libdeviceconfig must not be used in a Java process - use ADC instead";
+constexpr const char* kRefusal =
+        "libdeviceconfig must not be used in a Java process - use ADC instead";
 
 class PlainListener : public OnPropertiesChangeListener {
 public:
@@ -25,7 +26,8 @@ public:
 TEST(JavaProcessGuard, RefusesEveryRequestOnceLoadedByAJavaVm) {
     sp<HostDeviceConfigService> service = new HostDeviceConfigService();
     service->setProperty("ns", "k", "v");
-    ASSERT_EQ(android::OK, com::halcyon::deviceconfig::host::publishHostDeviceConfigService(service));
+    ASSERT_EQ(android::OK,
+              com::halcyon::deviceconfig::host::publishHostDeviceConfigService(service));
     DeviceConfig dc;
     ASSERT_TRUE(dc.isDeviceConfigAvailable());
 

@@ -13,7 +13,8 @@ namespace deviceconfigtest {
 class Bytes {
 public:
     Bytes& i32(int32_t v) {
-        for (int i = 0; i < 4; ++i) mBytes.push_back(static_cast<uint8_t>(static_cast<uint32_t>(v) >> (8 * i)));
+        for (int i = 0; i < 4; ++i)
+            mBytes.push_back(static_cast<uint8_t>(static_cast<uint32_t>(v) >> (8 * i)));
         return *this;
     }
     // ASCII text as a length-prefixed, NUL-terminated, zero-padded UTF-16 string.
@@ -74,7 +75,9 @@ inline std::string hexOf(const android::Parcel& parcel) {
     return Bytes::toHex(parcel.data(), parcel.dataSize());
 }
 
-inline constexpr const char* kDeviceConfigDescriptor = "com.halcyon.deviceconfig.aidl.IDeviceConfig";
-inline constexpr const char* kListenerDescriptor = "com.halcyon.deviceconfig.aidl.IOnPropertiesChangeListener";
+inline constexpr const char* kDeviceConfigDescriptor =
+        "com.halcyon.deviceconfig.aidl.IDeviceConfig";
+inline constexpr const char* kListenerDescriptor =
+        "com.halcyon.deviceconfig.aidl.IOnPropertiesChangeListener";
 
 }  // namespace deviceconfigtest

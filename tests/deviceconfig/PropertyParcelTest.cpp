@@ -82,7 +82,10 @@ TEST(PropertyParcel, ReportsAFieldErrorAsItIs) {
 TEST(PropertyList, WritesCountThenMarkedElements) {
     Parcel parcel;
     ASSERT_EQ(android::OK, writePropertyList(&parcel, {prop("k", "v")}));
-    EXPECT_EQ("01000000010000001400000001000000" "6b0000000100000076000000", hexOf(parcel));
+    EXPECT_EQ(
+            "01000000010000001400000001000000"
+            "6b0000000100000076000000",
+            hexOf(parcel));
 
     Parcel empty;
     ASSERT_EQ(android::OK, writePropertyList(&empty, {}));

@@ -44,14 +44,17 @@ TEST_F(ProxyWire, GetPropertiesSendsTokenNamespaceAndKeys) {
     ASSERT_TRUE(proxy->getProperties("ns", {"x", ""}, &result).isOk());
     EXPECT_EQ(1u, remote->lastCode);
     EXPECT_EQ(0u, remote->lastFlags);
-    EXPECT_EQ(Bytes().token(kDeviceConfigDescriptor).str("ns").i32(2).str("x").str("").hex(), hex(remote->lastRequest));
+    EXPECT_EQ(Bytes().token(kDeviceConfigDescriptor).str("ns").i32(2).str("x").str("").hex(),
+              hex(remote->lastRequest));
 
     ASSERT_TRUE(proxy->getProperties("ns", {}, &result).isOk());
-    EXPECT_EQ(Bytes().token(kDeviceConfigDescriptor).str("ns").i32(0).hex(), hex(remote->lastRequest));
+    EXPECT_EQ(Bytes().token(kDeviceConfigDescriptor).str("ns").i32(0).hex(),
+              hex(remote->lastRequest));
 }
 
 TEST_F(ProxyWire, GetPropertiesReadsTheResultListAfterAnOkStatus) {
-    remote->replyBytes = Bytes().i32(0).i32(2).i32(1).property("a", "1").i32(1).property("b", "2").bytes();
+    remote->replyBytes =
+            Bytes().i32(0).i32(2).i32(1).property("a", "1").i32(1).property("b", "2").bytes();
     std::vector<Property> result;
     const Status status = proxy->getProperties("ns", {"a", "b"}, &result);
     ASSERT_TRUE(status.isOk()) << status.toString8().c_str();
@@ -59,7 +62,13 @@ TEST_F(ProxyWire, GetPropertiesReadsTheResultListAfterAnOkStatus) {
 }
 
 TEST_F(ProxyWire, AnExceptionInTheReplyLeavesTheResultUntouched) {
-    remote->replyBytes = Bytes().i32(Status::EX_ILLEGAL_STATE).str("boom").i32(0).i32(1).i32(1).property("a", "1").bytes();
+    remote->replyBytes = Bytes().i32(Status::EX_ILLEGAL_STATE)
+                                 .str("boom")
+                                 .i32(0)
+                                 .i32(1)
+                                 .i32(1)
+                                 .property("a", "1")
+                                 .bytes();
     std::vector<Property> result{prop("keep", "me")};
     const Status status = proxy->getProperties("ns", {"a"}, &result);
     EXPECT_EQ(Status::EX_ILLEGAL_STATE, status.exceptionCode());
@@ -142,12 +151,14 @@ TEST_F(ProxyWire, UnknownTransactionFailsWithoutADefaultImplementation) {
     EXPECT_EQ(nullptr, IDeviceConfig::getDefaultImpl());
     EXPECT_FALSE(IDeviceConfig::setDefaultImpl(nullptr));
     std::vector<Property> result;
-    EXPECT_EQ(android::UNKNOWN_TRANSACTION, proxy->getProperties("ns", {}, &result).transactionError());
+    EXPECT_EQ(android::UNKNOWN_TRANSACTION,
+              proxy->getProperties("ns", {}, &result).transactionError());
 
     sp<ScriptedBinder> listenerRemote = new ScriptedBinder();
     listenerRemote->answer = android::UNKNOWN_TRANSACTION;
     sp<IOnPropertiesChangeListener> listenerProxy = new BpOnPropertiesChangeListener(listenerRemote);
-    EXPECT_EQ(android::UNKNOWN_TRANSACTION, listenerProxy->onPropertiesChanged({}).transactionError());
+    EXPECT_EQ(android::UNKNOWN_TRANSACTION,
+              listenerProxy->onPropertiesChanged({}).transactionError());
 }
 
 TEST_F(ProxyWire, UnknownTransactionGoesToTheDefaultImplementation) {

@@ -15,7 +15,9 @@ public:
     const android::String16& getInterfaceDescriptor() const override { return mDescriptor; }
     bool isBinderAlive() const override { return true; }
     android::status_t pingBinder() override { return android::OK; }
-    android::status_t dump(int, const android::Vector<android::String16>&) override { return android::OK; }
+    android::status_t dump(int, const android::Vector<android::String16>&) override {
+        return android::OK;
+    }
     android::status_t linkToDeath(const android::sp<DeathRecipient>&, void*, uint32_t) override {
         return android::OK;
     }

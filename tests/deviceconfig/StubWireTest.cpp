@@ -30,11 +30,13 @@ Property prop(const std::string& key, const std::string& value) {
 
 class MockDeviceConfig : public BnDeviceConfig {
 public:
-    MOCK_METHOD(Status, getProperties, (const std::string&, const std::vector<std::string>&, std::vector<Property>*),
+    MOCK_METHOD(Status, getProperties,
+                (const std::string&, const std::vector<std::string>&, std::vector<Property>*),
                 (override));
     MOCK_METHOD(Status, addOnPropertiesChangeListener,
                 (const std::string&, const sp<IOnPropertiesChangeListener>&), (override));
-    MOCK_METHOD(Status, removeOnPropertiesChangeListener, (const sp<IOnPropertiesChangeListener>&), (override));
+    MOCK_METHOD(Status, removeOnPropertiesChangeListener, (const sp<IOnPropertiesChangeListener>&),
+                (override));
 };
 
 class MockListener : public BnOnPropertiesChangeListener {
@@ -63,15 +65,18 @@ protected:
 
 TEST_F(StubWire, GetPropertiesAnswersStatusThenList) {
     EXPECT_CALL(*service, getProperties("ns", ElementsAre("a", "b"), _))
-            .WillOnce(DoAll(SetArgPointee<2>(std::vector<Property>{prop("a", "1")}), Return(Status::ok())));
-    ASSERT_EQ(android::OK, call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(2).str("a").str("b")));
+            .WillOnce(DoAll(SetArgPointee<2>(std::vector<Property>{prop("a", "1")}),
+                            Return(Status::ok())));
+    ASSERT_EQ(android::OK,
+              call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(2).str("a").str("b")));
     EXPECT_EQ(Bytes().i32(0).i32(1).i32(1).property("a", "1").hex(), replyHex());
 }
 
 TEST_F(StubWire, AFailedGetPropertiesAnswersOnlyItsStatus) {
     EXPECT_CALL(*service, getProperties("ns", ElementsAre(), _))
-            .WillOnce(DoAll(SetArgPointee<2>(std::vector<Property>{prop("a", "1")}),
-                            Return(Status::fromExceptionCode(Status::EX_ILLEGAL_ARGUMENT, "bad ns"))));
+            .WillOnce(DoAll(
+                    SetArgPointee<2>(std::vector<Property>{prop("a", "1")}),
+                    Return(Status::fromExceptionCode(Status::EX_ILLEGAL_ARGUMENT, "bad ns"))));
     ASSERT_EQ(android::OK, call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(0)));
     EXPECT_EQ(Bytes().i32(Status::EX_ILLEGAL_ARGUMENT).str("bad ns").i32(0).hex(), replyHex());
 }
@@ -79,12 +84,18 @@ TEST_F(StubWire, AFailedGetPropertiesAnswersOnlyItsStatus) {
 TEST_F(StubWire, AWrongTokenIsRefusedWithNothingWritten) {
     EXPECT_CALL(*service, getProperties).Times(0);
     for (uint32_t code : {1u, 2u, 3u}) {
-        ASSERT_EQ(android::BAD_TYPE, call(code, Bytes().token(kListenerDescriptor).str("ns").i32(0)));
+        ASSERT_EQ(android::BAD_TYPE,
+                  call(code, Bytes().token(kListenerDescriptor).str("ns").i32(0)));
         EXPECT_EQ("", replyHex());
     }
     // A vendor header word is another build's token.
     Bytes vendor;
-    vendor.i32(static_cast<int32_t>(0x80000000u)).i32(-1).i32(0x564E4452).str(kDeviceConfigDescriptor).str("ns").i32(0);
+    vendor.i32(static_cast<int32_t>(0x80000000u))
+            .i32(-1)
+            .i32(0x564E4452)
+            .str(kDeviceConfigDescriptor)
+            .str("ns")
+            .i32(0);
     EXPECT_EQ(android::BAD_TYPE, call(1, vendor));
 }
 
@@ -121,7 +132,8 @@ TEST_F(StubWire, UnexpectedNullReplacesTheReplyWithANullPointerException) {
 
 TEST_F(StubWire, HostileKeyListsAreAnsweredAsRead) {
     EXPECT_CALL(*service, getProperties).Times(0);
-    EXPECT_EQ(android::BAD_VALUE, call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(1000).str("a")));
+    EXPECT_EQ(android::BAD_VALUE,
+              call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(1000).str("a")));
     EXPECT_EQ(android::NOT_ENOUGH_DATA, call(1, Bytes().token(kDeviceConfigDescriptor).str("ns")));
 }
 
@@ -150,7 +162,8 @@ TEST_F(StubWire, ListenerOperationsPassTheListenerAndAnswerTheStatus) {
             .WillOnce(Return(Status::fromServiceSpecificError(7, "nope")));
     Parcel removeReply;
     ASSERT_EQ(android::OK, service->onTransact(3, removeRequest, &removeReply, 0));
-    EXPECT_EQ(Bytes().i32(Status::EX_SERVICE_SPECIFIC).str("nope").i32(0).i32(7).hex(), hexOf(removeReply));
+    EXPECT_EQ(Bytes().i32(Status::EX_SERVICE_SPECIFIC).str("nope").i32(0).i32(7).hex(),
+              hexOf(removeReply));
 }
 
 TEST_F(StubWire, UnknownCodesGoToTheFramework) {
@@ -159,7 +172,8 @@ TEST_F(StubWire, UnknownCodesGoToTheFramework) {
 
     Parcel empty;
     Parcel descriptorReply;
-    ASSERT_EQ(android::OK, service->onTransact(android::IBinder::INTERFACE_TRANSACTION, empty, &descriptorReply, 0));
+    ASSERT_EQ(android::OK, service->onTransact(android::IBinder::INTERFACE_TRANSACTION, empty,
+                                               &descriptorReply, 0));
     EXPECT_EQ(Bytes().str(kDeviceConfigDescriptor).hex(), hexOf(descriptorReply));
 }
 

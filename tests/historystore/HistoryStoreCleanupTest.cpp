@@ -8,10 +8,10 @@
 
 namespace {
 
+using historytest::at;
 using Tamar::OS::Telemetry::HistoryKey;
 using Tamar::OS::Telemetry::HistoryStore;
 using Tamar::OS::Telemetry::HistoryUserId;
-using historytest::at;
 
 constexpr HistoryUserId kNoUser = std::nullopt;
 

@@ -10,9 +10,9 @@
 
 namespace {
 
+using historytest::at;
 using Tamar::OS::Telemetry::HistoryKey;
 using Tamar::OS::Telemetry::HistoryStore;
-using historytest::at;
 
 constexpr int64_t kExampleNanos = 3723004005006;  // 1 h 2 min 3 s 4 ms 5 us 6 ns
 
@@ -51,8 +51,8 @@ TEST(HistoryStoreDump, WorkedExampleToTheCharacter) {
     HistoryStore<bool> store("Local Account Mode");
     store.insert(at(kExampleNanos), true);
 
-    const std::string expected = "Local Account Mode\n" + header() +
-                                 "\t1\t001:02:03.004.000005006\t1\n";
+    const std::string expected =
+            "Local Account Mode\n" + header() + "\t1\t001:02:03.004.000005006\t1\n";
     EXPECT_EQ(heading().size(), 38u);
     EXPECT_EQ(rule().size(), 169u);
     EXPECT_EQ(store.toString(std::nullopt, std::nullopt), expected);
@@ -84,8 +84,7 @@ TEST(HistoryStoreDump, BoundsAreInclusiveAndRowsRestartAtOne) {
     EXPECT_EQ(store.toString(at(2000000000), at(2000000000)), middle);
     EXPECT_EQ(store.toString(at(1000000001), at(2999999999)), middle);
 
-    const std::string tail = "Current User\n" + header() +
-                             "\t1\t000:00:03.000.000000000\t3\n";
+    const std::string tail = "Current User\n" + header() + "\t1\t000:00:03.000.000000000\t3\n";
     EXPECT_EQ(store.toString(at(2000000001), std::nullopt), tail);
     EXPECT_EQ(store.toString(at(3000000000), std::nullopt), tail);
 }

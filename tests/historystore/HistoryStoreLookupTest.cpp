@@ -10,12 +10,12 @@
 
 namespace {
 
-using Tamar::OS::Telemetry::HistoryKey;
-using Tamar::OS::Telemetry::HistoryStore;
-using Tamar::OS::Telemetry::HistoryUserId;
 using historytest::at;
 using historytest::ManualClock;
 using historytest::time_point;
+using Tamar::OS::Telemetry::HistoryKey;
+using Tamar::OS::Telemetry::HistoryStore;
+using Tamar::OS::Telemetry::HistoryUserId;
 
 constexpr HistoryUserId kNoUser = std::nullopt;
 
@@ -162,8 +162,7 @@ TEST(HistoryStoreLookup, ConvenienceFormsDispatchVirtually) {
 
     history.insert(1);
     history.insert(at(80), 2);
-    EXPECT_EQ(store.insertedKeys,
-              (std::vector<HistoryKey>{{at(70), kNoUser}, {at(80), kNoUser}}));
+    EXPECT_EQ(store.insertedKeys, (std::vector<HistoryKey>{{at(70), kNoUser}, {at(80), kNoUser}}));
 
     nanos->store(75);
     EXPECT_EQ(history.get(), 1);

@@ -11,8 +11,8 @@
 
 namespace {
 
-using Tamar::OS::Telemetry::HistoryStoreManager;
 using historytest::at;
+using Tamar::OS::Telemetry::HistoryStoreManager;
 using namespace std::chrono_literals;
 
 std::vector<std::string> registeredNames(const HistoryStoreManager& manager) {
@@ -38,7 +38,8 @@ TEST(HistoryStoreManager, RegistryKeepsCreationOrderKeepAndSharedStores) {
     HistoryStoreManager manager;
     auto checkpointed =
             manager.createHistoryStore<bool>(HistoryStoreManager::ACCOUNT_CHECKPOINTED, 1);
-    auto currentUser = manager.createHistoryStore<unsigned int>(HistoryStoreManager::CURRENT_USER, 1);
+    auto currentUser =
+            manager.createHistoryStore<unsigned int>(HistoryStoreManager::CURRENT_USER, 1);
     auto managed = manager.createHistoryStore<int>(HistoryStoreManager::MANAGED_MODE, 3);
     auto duplicate = manager.createHistoryStore<int>(HistoryStoreManager::MANAGED_MODE, 0);
     auto unnamed = manager.createHistoryStore<bool>("", 2);

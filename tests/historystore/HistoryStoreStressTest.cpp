@@ -12,11 +12,11 @@
 
 namespace {
 
+using historytest::at;
 using Tamar::OS::Telemetry::HistoryKey;
 using Tamar::OS::Telemetry::HistoryStore;
 using Tamar::OS::Telemetry::HistoryStoreManager;
 using Tamar::OS::Telemetry::HistoryUserId;
-using historytest::at;
 
 constexpr int kWriters = 3;
 constexpr int kInsertsPerWriter = 2000;

@@ -29,7 +29,8 @@ bool hasErrorLine(const testsupport::LogCapture& log) {
     return false;
 }
 
-void storeInitialValue(const std::string& directory, const std::string& key, const std::string& value) {
+void storeInitialValue(const std::string& directory, const std::string& key,
+                       const std::string& value) {
     SORRELKeyValueStorageStrategy strategy(directory);
     ASSERT_TRUE(strategy.write(Store::Shared, kName, key, value));
 }
@@ -48,7 +49,8 @@ public:
             sqlite3* db = nullptr;
             std::string sql = alsoBlockReaders ? "PRAGMA locking_mode=EXCLUSIVE;" : "";
             sql += "BEGIN EXCLUSIVE;"
-                   "INSERT OR REPLACE INTO key_values VALUES (2, 'telemetry_service_settings', 'loglevel', 'lost');";
+                   "INSERT OR REPLACE INTO key_values VALUES (2, 'telemetry_service_settings', "
+                   "'loglevel', 'lost');";
             const bool held = sqlite3_open(databaseFile.c_str(), &db) == SQLITE_OK &&
                               sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
             const char answer = held ? 'y' : 'n';
@@ -86,7 +88,8 @@ TEST(KeyValueFailureTest, DirectoryPathThatIsAFileFailsUntilItIsADirectory) {
     const std::string notADirectory = dir.path() + "/store";
     writeWholeFile(notADirectory, "precious");
     testsupport::LogCapture log;
-    auto cache = std::make_shared<StorageCache>(std::make_unique<SORRELKeyValueStorageStrategy>(notADirectory));
+    auto cache = std::make_shared<StorageCache>(
+            std::make_unique<SORRELKeyValueStorageStrategy>(notADirectory));
     KeyValueDispatch dispatch(Store::Shared, kName, cache);
 
     EXPECT_FALSE(dispatch.setValue("loglevel", "3"));
@@ -139,7 +142,7 @@ TEST(KeyValueFailureTest, ExclusiveHolderMakesGettersAnswerDefaultWithoutLosingD
 
     testsupport::LogCapture log;
     auto cache = std::make_shared<StorageCache>(
-        std::make_unique<SORRELKeyValueStorageStrategy>(dir.path(), kShortBusyTimeout));
+            std::make_unique<SORRELKeyValueStorageStrategy>(dir.path(), kShortBusyTimeout));
     KeyValueDispatch dispatch(Store::Shared, kName, cache);
     EXPECT_EQ(dispatch.getValue("loglevel", "0"), "0");
     EXPECT_FALSE(dispatch.setValue("loglevel", "5"));

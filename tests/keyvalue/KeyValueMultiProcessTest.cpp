@@ -18,8 +18,12 @@ using keyvaluetest::TemporaryStoreDirectory;
 
 constexpr const char* kName = "telemetry_service_settings";
 
-std::string keyFor(int child, int index) { return "c" + std::to_string(child) + "-k" + std::to_string(index); }
-std::string finalValueFor(int child, int index) { return std::to_string(child * 1000 + index); }
+std::string keyFor(int child, int index) {
+    return "c" + std::to_string(child) + "-k" + std::to_string(index);
+}
+std::string finalValueFor(int child, int index) {
+    return std::to_string(child * 1000 + index);
+}
 
 TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
     TemporaryStoreDirectory dir;
@@ -39,9 +43,15 @@ TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
             SORRELKeyValueStorageStrategy strategy(dir.path(), std::chrono::milliseconds(5000));
             int failures = 0;
             for (int i = 0; i < kKeysPerChild; ++i) {
-                failures += strategy.write(Store::Shared, kName, keyFor(child, i), "pending") ? 0 : 1;
-                failures += strategy.write(Store::Shared, kName, keyFor(child, i), finalValueFor(child, i)) ? 0 : 1;
-                failures += strategy.write(Store::Shared, kName, "shared", finalValueFor(child, i)) ? 0 : 1;
+                failures +=
+                        strategy.write(Store::Shared, kName, keyFor(child, i), "pending") ? 0 : 1;
+                failures += strategy.write(Store::Shared, kName, keyFor(child, i),
+                                           finalValueFor(child, i))
+                                    ? 0
+                                    : 1;
+                failures += strategy.write(Store::Shared, kName, "shared", finalValueFor(child, i))
+                                    ? 0
+                                    : 1;
             }
             return failures > 100 ? 100 : failures;
         }));
@@ -49,7 +59,8 @@ TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
     close(start[0]);
     close(start[1]);  // starts every child at once
 
-    for (pid_t pid : children) EXPECT_EQ(keyvaluetest::waitForChild(pid), 0) << "failed writes in child " << pid;
+    for (pid_t pid : children)
+        EXPECT_EQ(keyvaluetest::waitForChild(pid), 0) << "failed writes in child " << pid;
 
     SORRELKeyValueStorageStrategy reader(dir.path());
     for (int child = 0; child < kChildren; ++child) {
@@ -60,7 +71,8 @@ TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
     const auto shared = reader.read(Store::Shared, kName, "shared");
     ASSERT_TRUE(shared.has_value());
     bool isSomeLastWrite = false;
-    for (int child = 0; child < kChildren; ++child) isSomeLastWrite |= *shared == finalValueFor(child, kKeysPerChild - 1);
+    for (int child = 0; child < kChildren; ++child)
+        isSomeLastWrite |= *shared == finalValueFor(child, kKeysPerChild - 1);
     EXPECT_TRUE(isSomeLastWrite) << *shared;
 }
 

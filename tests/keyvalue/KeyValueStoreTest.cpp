@@ -90,11 +90,14 @@ TEST(SORRELKeyValueStorageStrategyTest, DirectoryComesFromTheEnvironmentInOrder)
         SORRELKeyValueStorageStrategy strategy;
         ASSERT_TRUE(strategy.write(Store::Shared, kName, "k", "home"));
     }
-    EXPECT_EQ(SORRELKeyValueStorageStrategy(dir.path() + "/explicit").read(Store::Shared, kName, "k"), "explicit");
-    EXPECT_EQ(SORRELKeyValueStorageStrategy(dir.path() + "/xdg/halcyon-keyvalue").read(Store::Shared, kName, "k"),
+    EXPECT_EQ(
+            SORRELKeyValueStorageStrategy(dir.path() + "/explicit").read(Store::Shared, kName, "k"),
+            "explicit");
+    EXPECT_EQ(SORRELKeyValueStorageStrategy(dir.path() + "/xdg/halcyon-keyvalue")
+                      .read(Store::Shared, kName, "k"),
               "xdg");
     EXPECT_EQ(SORRELKeyValueStorageStrategy(dir.path() + "/home/.local/state/halcyon-keyvalue")
-                  .read(Store::Shared, kName, "k"),
+                      .read(Store::Shared, kName, "k"),
               "home");
 }
 
@@ -111,7 +114,8 @@ TEST(StorageCacheTest, SeesWritesMadeThroughAnotherConnection) {
 
 TEST(StorageCacheTest, ThreadsShareOneCacheSafely) {
     TemporaryStoreDirectory dir;
-    auto cache = std::make_shared<StorageCache>(std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
+    auto cache = std::make_shared<StorageCache>(
+            std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
     constexpr int kThreads = 4;
     constexpr int kWrites = 25;
     std::vector<std::thread> threads;

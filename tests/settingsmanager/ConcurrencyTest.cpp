@@ -49,10 +49,10 @@ TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
         while (!stop) {
             settings->putInt("managed_device", 1 + (i % 2));
             settings->putInt("current_user", 10 + (i % 2));
-            for (const char* key : {"telemetry_state", "managed_device", "current_user",
-                                    "local_account_mode_enabled_v1", "vela_account_checkpointed",
-                                    "first_time_nux_complete", "device_ent_id",
-                                    "kestrel_device_id"}) {
+            for (const char* key :
+                 {"telemetry_state", "managed_device", "current_user",
+                  "local_account_mode_enabled_v1", "vela_account_checkpointed",
+                  "first_time_nux_complete", "device_ent_id", "kestrel_device_id"}) {
                 manager->onSettingChange(key);
             }
             ++i;

@@ -12,8 +12,7 @@ TEST(ManagerWithSettingsModule, NullSettingsObjectIsReplacedThroughTheLoader) {
     EXPECT_TRUE(manager->syncSettings());
     // The module's service started empty: the defaults, and a kestrel id published to it.
     EXPECT_FALSE(manager->isTelemetryEnabled());
-    EXPECT_EQ(manager->getTelemetryManagedMode(std::chrono::steady_clock::now(), std::nullopt),
-              -1);
+    EXPECT_EQ(manager->getTelemetryManagedMode(std::chrono::steady_clock::now(), std::nullopt), -1);
     const auto kestrel = manager->getKestrelDeviceId();
     ASSERT_TRUE(kestrel.has_value());
     EXPECT_EQ(manager->getStringFromSettingsManager("kestrel_device_id"), kestrel);

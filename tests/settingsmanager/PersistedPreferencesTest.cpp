@@ -61,11 +61,11 @@ TEST_F(ManagerTest, ClockCorrectionFlagsAreReadFromTheStoreOnEveryCall) {
         bool (TelemetrySettingsManager::*get)();
         bool (TelemetrySettingsManager::*set)(bool);
     };
-    for (const Flag& f : {Flag{"clockadjusted", &TelemetrySettingsManager::getTelemetryClockAdjusted,
-                               &TelemetrySettingsManager::setTelemetryClockAdjusted},
-                          Flag{"adjustedcachetime",
-                               &TelemetrySettingsManager::getTelemetryAdjustedCacheTime,
-                               &TelemetrySettingsManager::setTelemetryAdjustedCacheTime}}) {
+    for (const Flag& f :
+         {Flag{"clockadjusted", &TelemetrySettingsManager::getTelemetryClockAdjusted,
+               &TelemetrySettingsManager::setTelemetryClockAdjusted},
+          Flag{"adjustedcachetime", &TelemetrySettingsManager::getTelemetryAdjustedCacheTime,
+               &TelemetrySettingsManager::setTelemetryAdjustedCacheTime}}) {
         SCOPED_TRACE(f.key);
         EXPECT_FALSE((*manager.*f.get)());
         EXPECT_TRUE((*manager.*f.set)(true));

@@ -12,34 +12,36 @@ using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
 const std::vector<std::string> kListenedKeys = {
-        "telemetry_state", "managed_device", "local_account_mode_enabled_v1",
-        "vela_account_checkpointed", "current_user", "first_time_nux_complete"};
+        "telemetry_state",           "managed_device", "local_account_mode_enabled_v1",
+        "vela_account_checkpointed", "current_user",   "first_time_nux_complete"};
 
-auto now() { return std::chrono::steady_clock::now(); }
+auto now() {
+    return std::chrono::steady_clock::now();
+}
 
 TEST_F(ManagerTest, FirstSynchronisationReadsEverySettingInOrderAndRegistersListeners) {
     ASSERT_TRUE(manager->syncSettings());
 
-    EXPECT_THAT(settings->calls(),
-                ElementsAre("initializeGKs", "isServiceRunning PreferencesService",
-                            "get telemetry_state", "get device_ent_id", "get kestrel_device_id",
-                            "kv.get telemetry_kestrel_device_id",
-                            "kv.set telemetry_kestrel_device_id", "setString kestrel_device_id",
-                            "getInt managed_device", "getBool local_account_mode_enabled_v1",
-                            "kv.get loglevel", "kv.get logcatlevel",
-                            "getBool vela_account_checkpointed", "getInt current_user",
-                            "getBool first_time_nux_complete",
-                            "addListener telemetry_state", "addListener managed_device",
-                            "addListener local_account_mode_enabled_v1",
-                            "addListener vela_account_checkpointed", "addListener current_user",
-                            "addListener first_time_nux_complete"));
+    EXPECT_THAT(
+            settings->calls(),
+            ElementsAre("initializeGKs", "isServiceRunning PreferencesService",
+                        "get telemetry_state", "get device_ent_id", "get kestrel_device_id",
+                        "kv.get telemetry_kestrel_device_id", "kv.set telemetry_kestrel_device_id",
+                        "setString kestrel_device_id", "getInt managed_device",
+                        "getBool local_account_mode_enabled_v1", "kv.get loglevel",
+                        "kv.get logcatlevel", "getBool vela_account_checkpointed",
+                        "getInt current_user", "getBool first_time_nux_complete",
+                        "addListener telemetry_state", "addListener managed_device",
+                        "addListener local_account_mode_enabled_v1",
+                        "addListener vela_account_checkpointed", "addListener current_user",
+                        "addListener first_time_nux_complete"));
     for (auto& [key, listener] : settings->listeners()) {
         EXPECT_EQ(listener, static_cast<BASALT::Settings::v3::ISettingsListener*>(manager.get()))
                 << key;
     }
     // One entry in each account-state history.
-    for (const char* name : {"Account Checkpointed", "Current User", "Local Account Mode",
-                             "Managed Mode"}) {
+    for (const char* name :
+         {"Account Checkpointed", "Current User", "Local Account Mode", "Managed Mode"}) {
         EXPECT_EQ(historySize(name), 1u) << name;
     }
 }
@@ -138,10 +140,10 @@ TEST_F(ManagerTest, TelemetryIsEnabledOnlyByTheExactLowerCaseOn) {
         std::optional<FakeSettingsService::Value> state;
         bool enabled;
     };
-    const Case cases[] = {{std::string("on"), true},   {std::string("ON"), false},
-                          {std::string("On"), false},  {std::string("off"), false},
-                          {std::string(""), false},    {std::string("on "), false},
-                          {std::nullopt, false},       {int32_t{1}, false}};
+    const Case cases[] = {{std::string("on"), true},  {std::string("ON"), false},
+                          {std::string("On"), false}, {std::string("off"), false},
+                          {std::string(""), false},   {std::string("on "), false},
+                          {std::nullopt, false},      {int32_t{1}, false}};
     syncAndClear();
     for (const auto& c : cases) {
         if (c.state) {

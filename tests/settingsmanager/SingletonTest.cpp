@@ -24,9 +24,10 @@ using Tamar::OS::Telemetry::ITelemetrySettingsManager;
 using Tamar::OS::Telemetry::TelemetrySettingsManager;
 
 void registerService(const char* name) {
-    ASSERT_EQ(android::defaultServiceManager()->addService(android::String16(name),
-                                                           android::sp<android::IBinder>(new android::BBinder())),
-              android::OK);
+    ASSERT_EQ(
+            android::defaultServiceManager()->addService(
+                    android::String16(name), android::sp<android::IBinder>(new android::BBinder())),
+            android::OK);
 }
 
 TEST(SingletonTest, ConcurrentFirstCallsShareOneObject) {

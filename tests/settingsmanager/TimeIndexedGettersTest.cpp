@@ -11,7 +11,9 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 
-auto now() { return std::chrono::steady_clock::now(); }
+auto now() {
+    return std::chrono::steady_clock::now();
+}
 
 class TimeIndexedGettersTest : public ManagerTest {
 protected:

@@ -31,7 +31,9 @@ struct GateRow {
     bool live;
 };
 
-inline std::string prefixed(const char* suffix) { return std::string(kPropertyPrefix) + suffix; }
+inline std::string prefixed(const char* suffix) {
+    return std::string(kPropertyPrefix) + suffix;
+}
 
 // The 23 gates with the system property each one must read.
 inline std::array<GateRow, 23> gateRows() {

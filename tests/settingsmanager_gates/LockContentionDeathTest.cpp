@@ -46,7 +46,8 @@ TEST_F(LockContentionDeathTest, StuckInitialisationIsFatal) {
                 manager.initializeGKs();
                 holder.detach();
             },
-            "Max contention period limit \\(60 sec.\\) is reached. Initialize MC strings is failed.");
+            "Max contention period limit \\(60 sec.\\) is reached. Initialize MC strings is "
+            "failed.");
 }
 
 TEST_F(LockContentionDeathTest, StuckRefreshIsFatal) {
@@ -56,7 +57,8 @@ TEST_F(LockContentionDeathTest, StuckRefreshIsFatal) {
                 manager.initializeGKs();
                 manager.deviceConfigRunning = true;
                 manager.stuck = true;
-                std::thread holder([&manager] { manager.getLatestMcStrings(gk::RateLimiterConfig); });
+                std::thread holder(
+                        [&manager] { manager.getLatestMcStrings(gk::RateLimiterConfig); });
                 waitUntil(manager.refreshing);
                 manager.getLatestMcStrings(gk::RateLimiterConfig);
                 holder.detach();

@@ -22,14 +22,15 @@ TEST_F(LowLatencyTest, ParsesNameCommaValueItems) {
               (LowLatencyOverrideMap{{"a", false}}));
     EXPECT_EQ(manager->parseLowLatencyMapFromString(""), LowLatencyOverrideMap{});
     // Only the exact word "true" is true; a second comma belongs to the value word.
-    EXPECT_EQ(manager->parseLowLatencyMapFromString("a,TRUE;b,1;c,true ;d,true,x;e,;f, true;g,true"),
-              (LowLatencyOverrideMap{{"a", false},
-                                     {"b", false},
-                                     {"c", false},
-                                     {"d", false},
-                                     {"e", false},
-                                     {"f", false},
-                                     {"g", true}}));
+    EXPECT_EQ(
+            manager->parseLowLatencyMapFromString("a,TRUE;b,1;c,true ;d,true,x;e,;f, true;g,true"),
+            (LowLatencyOverrideMap{{"a", false},
+                                   {"b", false},
+                                   {"c", false},
+                                   {"d", false},
+                                   {"e", false},
+                                   {"f", false},
+                                   {"g", true}}));
 }
 
 TEST_F(LowLatencyTest, SameTextIsParsedOnceAndChangesAreParsedAgain) {
@@ -62,8 +63,8 @@ TEST_F(LowLatencyTest, NoRemoteValuesAnywhereGivesDefaultTravelOverridesOnly) {
     const auto travel = manager->getLowLatencyOverrideList();
     EXPECT_EQ(travel.size(), 18u);
     for (const auto& [name, value] : travel) EXPECT_TRUE(value) << name;
-    for (const char* name : {"iot_lost_tracking", "hybrid_tracking_periodic",
-                             "halcyon_time_spent_event"}) {
+    for (const char* name :
+         {"iot_lost_tracking", "hybrid_tracking_periodic", "halcyon_time_spent_event"}) {
         EXPECT_TRUE(travel.contains(name)) << name;
     }
 
@@ -104,7 +105,8 @@ TEST_F(LowLatencyTest, StoredOverrideStringsAreParsedAtInitialisation) {
     store(kQosOverrideKey, "s,true");
     store(kTravelModeOverrideKey, "u,true;s,false");
     manager->setTravelModeEnabled(true);
-    EXPECT_EQ(manager->getLowLatencyOverrideList(), (LowLatencyOverrideMap{{"s", true}, {"u", true}}));
+    EXPECT_EQ(manager->getLowLatencyOverrideList(),
+              (LowLatencyOverrideMap{{"s", true}, {"u", true}}));
 }
 
 TEST_F(LowLatencyTest, SettingAnOverrideLeavesTheRemoteStringAlone) {

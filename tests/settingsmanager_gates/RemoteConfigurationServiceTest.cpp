@@ -112,7 +112,8 @@ TEST_F(RemoteConfigurationServiceTest, RefusedMirrorWritesAreLoggedAndTheValueSt
     EXPECT_EQ(backed->getRateLimiterConfig(), "r2");
     EXPECT_EQ(stored(gk::RateLimiterConfig), std::nullopt);
     EXPECT_EQ(logs.count(ANDROID_LOG_ERROR, "telemetry",
-                         std::string("Failed to cache ") + gk::RateLimiterConfig + " value to kvstore"),
+                         std::string("Failed to cache ") + gk::RateLimiterConfig +
+                                 " value to kvstore"),
               1u);
 }
 

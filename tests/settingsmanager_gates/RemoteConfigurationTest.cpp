@@ -11,8 +11,7 @@ namespace {
 using Tamar::OS::Telemetry::kDefaultAllowedSdkEventsList;
 using StringSet = std::unordered_set<std::string>;
 
-const std::string kVerificationGate =
-        prefixed("halcyon_mobile_telemetry_enable_verification");
+const std::string kVerificationGate = prefixed("halcyon_mobile_telemetry_enable_verification");
 
 TEST(ParseListFromStringTest, SplitsAtSemicolonsKeepingItemsAsTheyStand) {
     EXPECT_EQ(TelemetrySettingsManager::parseListFromString("a;;b"), (StringSet{"a", "", "b"}));
@@ -73,7 +72,8 @@ TEST_F(RemoteConfigurationTest, VerificationFollowsItsGate) {
 
 TEST_F(RemoteConfigurationTest, VerificationListReadsLeaveTheLockFree) {
     store(gk::StatsdEventVerificationList, "v1");
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(manager->getStatsdVerificationEventsList(), StringSet{"v1"});
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(manager->getStatsdVerificationEventsList(), StringSet{"v1"});
     // A lock left held here would keep another thread's reader waiting.
     auto reader = std::async(std::launch::async, [this] { return manager->getRateLimiterConfig(); });
     ASSERT_EQ(reader.wait_for(std::chrono::seconds(10)), std::future_status::ready);

@@ -41,9 +41,11 @@ TEST_F(UploadControlTest, LockedStateRefusesBothSwitches) {
     manager->lockUploadState();
     EXPECT_FALSE(manager->enableUpload());
     EXPECT_FALSE(manager->disableUpload());
-    EXPECT_EQ(logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not enabling upload"), 1u);
-    EXPECT_EQ(logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not disabling upload"),
+    EXPECT_EQ(logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not enabling upload"),
               1u);
+    EXPECT_EQ(
+            logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not disabling upload"),
+            1u);
     EXPECT_TRUE(telemetry::host::wrenLoggerCallSequence().empty());
 
     manager->unlockUploadState();
@@ -91,9 +93,9 @@ TEST_F(UploadControlTest, TokenChangesBetweenUploadsRestartAndWait) {
 
     const auto logger = telemetry::host::snapshotWrenLogger();
     ASSERT_EQ(logger.calls.size(), 9u);
-    const Calls switchAndRestart = {WrenLoggerCall::SetLoggingEndpointURLString,
-                                    WrenLoggerCall::SetSandboxAtodTokenString,
-                                    WrenLoggerCall::RestartWrenLogger, WrenLoggerCall::TriggerUpload};
+    const Calls switchAndRestart = {
+            WrenLoggerCall::SetLoggingEndpointURLString, WrenLoggerCall::SetSandboxAtodTokenString,
+            WrenLoggerCall::RestartWrenLogger, WrenLoggerCall::TriggerUpload};
     for (size_t first : {1u, 5u}) {
         for (size_t i = 0; i < switchAndRestart.size(); ++i) {
             EXPECT_EQ(logger.calls[first + i].call, switchAndRestart[i]) << first + i;

@@ -103,9 +103,11 @@ TEST(HostSettingsModule, SeedsFromFileAndSkipsMalformedLines) {
     EXPECT_EQ(textOf(settings, "url"), "https://example.invalid/a=b#frag");
     EXPECT_EQ(textOf(settings, "no equals sign here"), std::nullopt);
     EXPECT_EQ(log.count(ANDROID_LOG_WARN, "BasaltHostSettings",
-                        std::string(path) + ":4: malformed settings line skipped"), 1u);
+                        std::string(path) + ":4: malformed settings line skipped"),
+              1u);
     EXPECT_EQ(log.count(ANDROID_LOG_WARN, "BasaltHostSettings",
-                        std::string(path) + ":5: malformed settings line skipped"), 1u);
+                        std::string(path) + ":5: malformed settings line skipped"),
+              1u);
     EXPECT_EQ(log.withTag("BasaltHostSettings").size(), 2u);
     unlink(path);
 }
@@ -118,7 +120,8 @@ TEST(HostSettingsModule, UnreadableFileLeavesSettingsEmpty) {
 
     EXPECT_EQ(textOf(*loaded.manager, "telemetry_state"), std::nullopt);
     EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "BasaltHostSettings",
-                        "cannot read settings file '/nonexistent/basalt.conf'"), 1u);
+                        "cannot read settings file '/nonexistent/basalt.conf'"),
+              1u);
 }
 
 TEST(HostSettingsModule, TypedGettersAcceptOnlyTheirTextForms) {
@@ -173,7 +176,8 @@ TEST(HostSettingsModule, ChangesNotifyListenersOfThatKeyOnTheNotifierThread) {
     loaded.control.remove("telemetry_state");
     ASSERT_TRUE(loaded.control.waitForNotifications());
 
-    EXPECT_THAT(watchingState.keys(), ::testing::ElementsAre("telemetry_state", "telemetry_state", "telemetry_state"));
+    EXPECT_THAT(watchingState.keys(),
+                ::testing::ElementsAre("telemetry_state", "telemetry_state", "telemetry_state"));
     EXPECT_TRUE(watchingState.allOnOtherThanThis());
     EXPECT_TRUE(watchingOther.keys().empty());
 

@@ -58,7 +58,9 @@ TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnce) {
         distinct.insert(manager.get());
     }
     EXPECT_EQ(distinct.size(), static_cast<size_t>(kThreads));
-    EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader", "BASALT loading module 'libbasalt.halcyon.so'"), 1u);
+    EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader",
+                        "BASALT loading module 'libbasalt.halcyon.so'"),
+              1u);
     EXPECT_EQ(log.withTag("BasaltLoader").size(), 1u);
     EXPECT_EQ(loadedModuleFunction<int()>("testModuleCreateCalls")(), kThreads);
 

@@ -16,8 +16,12 @@ TEST(SettingsModuleAbsent, ReportsOnceAndStaysEmpty) {
     EXPECT_EQ(createSettingsManagerPtr(), nullptr);
 
     EXPECT_EQ(BASALT::internal::Loader::moduleHandle(), nullptr);
-    EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader", "BASALT loading module 'libbasalt.halcyon.so'"), 1u);
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "BasaltLoader", "BASALT module 'libbasalt.halcyon.so' not found"), 1u);
+    EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader",
+                        "BASALT loading module 'libbasalt.halcyon.so'"),
+              1u);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "BasaltLoader",
+                        "BASALT module 'libbasalt.halcyon.so' not found"),
+              1u);
     EXPECT_EQ(log.withTag("BasaltLoader").size(), 2u);
 }
 

@@ -21,7 +21,8 @@ enum class LinkerBehaviour { kNamespaceOpens, kNamespaceOpenFails, kNoDefaultNam
 // Each test case runs in its own process and sets these before its first load.
 LinkerBehaviour behaviour = LinkerBehaviour::kNamespaceOpens;
 int fakeNamespaceStorage;
-android_namespace_t* const kFakeNamespace = reinterpret_cast<android_namespace_t*>(&fakeNamespaceStorage);
+android_namespace_t* const kFakeNamespace =
+        reinterpret_cast<android_namespace_t*>(&fakeNamespaceStorage);
 
 std::atomic<int> namespaceRequests{0};
 std::string requestedNamespace;
@@ -32,15 +33,15 @@ android_dlextinfo openInfo{};
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) android_namespace_t* __loader_android_get_exported_namespace(
-        const char* name) {
+extern "C" __attribute__((visibility("default"))) android_namespace_t*
+__loader_android_get_exported_namespace(const char* name) {
     namespaceRequests.fetch_add(1);
     requestedNamespace = name;
     return behaviour == LinkerBehaviour::kNoDefaultNamespace ? nullptr : kFakeNamespace;
 }
 
-extern "C" __attribute__((visibility("default"))) void* android_dlopen_ext(const char* filename, int flags,
-                                                                           const android_dlextinfo* info) {
+extern "C" __attribute__((visibility("default"))) void* android_dlopen_ext(
+        const char* filename, int flags, const android_dlextinfo* info) {
     extendedOpens.fetch_add(1);
     openedPath = filename;
     openFlags = flags;

@@ -41,9 +41,8 @@ TEST(PropertyConcurrency, ReadersSeeOnlyWholeValuesWhileWritersChangeThem) {
                 hostproperties::setProperty(kBoolKey, odd ? "FALSE" : "1");
                 hostproperties::setProperty(kStringKey, odd ? kLongB : kLongA);
                 // New keys grow the map while others read it.
-                hostproperties::setProperty("test.grow." + std::to_string(w) + "." +
-                                                    std::to_string(i),
-                                            "x");
+                hostproperties::setProperty(
+                        "test.grow." + std::to_string(w) + "." + std::to_string(i), "x");
             }
         });
     }
@@ -68,8 +67,7 @@ TEST(PropertyConcurrency, ConcurrentLookupsShareOneHandlePerName) {
     for (int n = 0; n < kNames; ++n) {
         ASSERT_TRUE(hostproperties::setProperty("test.intern." + std::to_string(n), "v"));
     }
-    std::vector<std::vector<const prop_info*>> seen(kThreads,
-                                                    std::vector<const prop_info*>(kNames));
+    std::vector<std::vector<const prop_info*>> seen(kThreads, std::vector<const prop_info*>(kNames));
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {

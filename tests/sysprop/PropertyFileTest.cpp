@@ -39,22 +39,24 @@ protected:
     std::vector<std::string> files_;
 };
 
-std::string get(const char* key) { return android::base::GetProperty(key, "<unset>"); }
+std::string get(const char* key) {
+    return android::base::GetProperty(key, "<unset>");
+}
 
 TEST_F(PropertyFileTest, AppliesEntriesAndSkipsCommentsAndBlankLines) {
-    const std::string path = write(
-            "# device defaults\n"
-            "\n"
-            "   \t\n"
-            "  # indented comment\n"
-            "test.plain=true\n"
-            "  test.trimmed_key \t=42\n"
-            "test.verbatim= 1 \n"
-            "test.crlf=yes\r\n"
-            "test.with_equals=a=b\n"
-            "test.twice=first\n"
-            "test.twice=second\n"
-            "test.last_line_without_newline=end");
+    const std::string path =
+            write("# device defaults\n"
+                  "\n"
+                  "   \t\n"
+                  "  # indented comment\n"
+                  "test.plain=true\n"
+                  "  test.trimmed_key \t=42\n"
+                  "test.verbatim= 1 \n"
+                  "test.crlf=yes\r\n"
+                  "test.with_equals=a=b\n"
+                  "test.twice=first\n"
+                  "test.twice=second\n"
+                  "test.last_line_without_newline=end");
 
     const auto result = loadPropertyFile(path);
     EXPECT_TRUE(result.opened);
@@ -79,22 +81,20 @@ TEST_F(PropertyFileTest, EmptyValueClearsAnEarlierOne) {
 }
 
 TEST_F(PropertyFileTest, MalformedLinesAreReportedWithLineNumbersAndSkipped) {
-    const std::string path = write(
-            "test.before=1\n"
-            "no_equals_sign\n"
-            "=value\n"
-            "  \t= value\n"
-            "test.bad key=1\n"
-            "# fine\n"
-            "test.after=2\n");
+    const std::string path =
+            write("test.before=1\n"
+                  "no_equals_sign\n"
+                  "=value\n"
+                  "  \t= value\n"
+                  "test.bad key=1\n"
+                  "# fine\n"
+                  "test.after=2\n");
 
     const auto result = loadPropertyFile(path);
     EXPECT_TRUE(result.opened);
     EXPECT_EQ(result.loaded, 2u);
-    EXPECT_THAT(result.errors, ElementsAre(path + ":2: missing '='",
-                                           path + ":3: empty key",
-                                           path + ":4: empty key",
-                                           path + ":5: blank inside key"));
+    EXPECT_THAT(result.errors, ElementsAre(path + ":2: missing '='", path + ":3: empty key",
+                                           path + ":4: empty key", path + ":5: blank inside key"));
     EXPECT_EQ(get("test.before"), "1");
     EXPECT_EQ(get("test.after"), "2");
     EXPECT_EQ(get("test.bad key"), "<unset>");

@@ -31,12 +31,15 @@ TEST(SharedOsServicesPropertiesParse, BoolAcceptsOnlyWholeOneZeroTrueFalseInAnyC
         std::optional<bool> expected;
     };
     const Case cases[] = {
-            {"1", true},         {"true", true},        {"TRUE", true},
-            {"tRuE", true},      {"0", false},          {"false", false},
-            {"False", false},    {"FALSE", false},      {"yes", std::nullopt},
-            {"on", std::nullopt}, {"no", std::nullopt}, {" 1", std::nullopt},
-            {"1 ", std::nullopt}, {"true\n", std::nullopt}, {"2", std::nullopt},
-            {"01", std::nullopt}, {"tru", std::nullopt}, {"truex", std::nullopt},
+            {"1", true},           {"true", true},
+            {"TRUE", true},        {"tRuE", true},
+            {"0", false},          {"false", false},
+            {"False", false},      {"FALSE", false},
+            {"yes", std::nullopt}, {"on", std::nullopt},
+            {"no", std::nullopt},  {" 1", std::nullopt},
+            {"1 ", std::nullopt},  {"true\n", std::nullopt},
+            {"2", std::nullopt},   {"01", std::nullopt},
+            {"tru", std::nullopt}, {"truex", std::nullopt},
     };
     for (const Case& c : cases) {
         set(kBoolKey, c.text);
@@ -76,7 +79,7 @@ TEST(SharedOsServicesPropertiesParse, IntRejectsWithErrnoTellingWhy) {
         int expectedErrno;
     };
     const Case cases[] = {
-            {"42 ", EINVAL},   // trailing blanks are not skipped
+            {"42 ", EINVAL},  // trailing blanks are not skipped
             {"abc", EINVAL},
             {"12abc", EINVAL},
             {"-0x10", EINVAL},  // a sign before the prefix means base 10

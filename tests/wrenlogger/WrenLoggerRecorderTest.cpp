@@ -42,7 +42,8 @@ TEST_F(WrenLoggerRecorderTest, RecordsEveryCallInOrderWithItsArgument) {
     logger.getSessionId();
 
     EXPECT_THAT(telemetry::host::wrenLoggerCallSequence(),
-                ElementsAre(WrenLoggerCall::SetLoggingEndpointURLString, WrenLoggerCall::SetSandboxAtodTokenString,
+                ElementsAre(WrenLoggerCall::SetLoggingEndpointURLString,
+                            WrenLoggerCall::SetSandboxAtodTokenString,
                             WrenLoggerCall::RestartWrenLogger, WrenLoggerCall::TriggerUpload,
                             WrenLoggerCall::DisableUpload, WrenLoggerCall::IsUploadEnabled,
                             WrenLoggerCall::EnableUpload, WrenLoggerCall::IsUploadEnabled,
@@ -56,7 +57,8 @@ TEST_F(WrenLoggerRecorderTest, RecordsEveryCallInOrderWithItsArgument) {
     EXPECT_EQ(snapshot.calls[0].argument, "https://ondemand.example/heron_nest");
     EXPECT_EQ(snapshot.calls[1].argument, "tok");
     EXPECT_EQ(snapshot.calls[2].argument, "");
-    for (size_t i = 1; i < snapshot.calls.size(); ++i) EXPECT_LE(snapshot.calls[i - 1].at, snapshot.calls[i].at);
+    for (size_t i = 1; i < snapshot.calls.size(); ++i)
+        EXPECT_LE(snapshot.calls[i - 1].at, snapshot.calls[i].at);
 }
 
 TEST_F(WrenLoggerRecorderTest, TriggerUploadCallsBackSynchronouslyWithConfiguredResult) {
@@ -74,7 +76,8 @@ TEST_F(WrenLoggerRecorderTest, TriggerUploadCallsBackSynchronouslyWithConfigured
 
 void triggerAgainFromCallback(void* context, bool) {
     auto* depth = static_cast<int*>(context);
-    if (++*depth < 2) WrenLoggerWrapper::instance().triggerUpload(context, &triggerAgainFromCallback);
+    if (++*depth < 2)
+        WrenLoggerWrapper::instance().triggerUpload(context, &triggerAgainFromCallback);
 }
 
 TEST_F(WrenLoggerRecorderTest, CallbackMayCallBackIntoTheWrapper) {

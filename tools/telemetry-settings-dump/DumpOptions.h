@@ -15,14 +15,14 @@ enum ExitCode : int {
 };
 
 struct DumpOptions {
-    std::string settingsFile;      // host: seeds the host settings module
-    std::string propertiesFile;    // host: system properties
-    std::string deviceConfigFile;  // host: seeds the in-process device-config service
-    std::string stateDir;          // host: where the key-value store lives
+    std::string settingsFile;                // host: seeds the host settings module
+    std::string propertiesFile;              // host: system properties
+    std::string deviceConfigFile;            // host: seeds the in-process device-config service
+    std::string stateDir;                    // host: where the key-value store lives
     std::optional<std::chrono::seconds> at;  // also answer for this long before now
-    bool full = false;   // print remote configuration strings whole
-    bool json = false;   // one JSON document instead of aligned text
-    bool verbose = false;  // let the library's own log lines through
+    bool full = false;                       // print remote configuration strings whole
+    bool json = false;                       // one JSON document instead of aligned text
+    bool verbose = false;                    // let the library's own log lines through
     bool help = false;
 };
 

@@ -48,7 +48,8 @@ bool validateKeyValueFile(const std::string& path, bool namespacedKeys, std::str
             reason = "empty key";
         } else if (namespacedKeys) {
             size_t slash = line.find('/', first);
-            if (slash == std::string::npos || slash > equals || slash == first || slash + 1 == equals) {
+            if (slash == std::string::npos || slash > equals || slash == first ||
+                slash + 1 == equals) {
                 reason = "expected namespace/key=value";
             }
         }
@@ -112,12 +113,13 @@ ExitCode prepareHostEnvironment(const DumpOptions& options, std::string* error) 
         *error = options.deviceConfigFile + ": cannot open";
         return kExitBadInput;
     }
-    if (com::halcyon::deviceconfig::host::publishHostDeviceConfigService(deviceConfig) != android::OK) {
+    if (com::halcyon::deviceconfig::host::publishHostDeviceConfigService(deviceConfig) !=
+        android::OK) {
         *error = "cannot register the host device-config service";
         return kExitRuntimeError;
     }
     if (android::defaultServiceManager()->addService(android::String16("PreferencesService"),
-                                                      new PreferencesServicePlaceholder()) !=
+                                                     new PreferencesServicePlaceholder()) !=
         android::OK) {
         *error = "cannot register PreferencesService";
         return kExitRuntimeError;

@@ -19,7 +19,8 @@ struct GateConstant {
     const char* gate;  // the constant itself: gates are looked up by its address
 };
 
-#define TELEMETRY_DUMP_GATE(constant) {#constant, vela::constant}
+#define TELEMETRY_DUMP_GATE(constant) \
+    { #constant, vela::constant }
 const GateConstant kGates[] = {
         TELEMETRY_DUMP_GATE(EnableIntakeMonitor),
         TELEMETRY_DUMP_GATE(EnableTelemetryEnforcePermission),
@@ -85,7 +86,9 @@ std::vector<RemoteString> otherRemoteStrings() {
     KeyValueDispatch store(Store::Shared, kStoreName, std::make_shared<StorageCache>());
     for (const auto& key : keys) {
         RemoteString entry{key, "", "built-in default"};
-        constexpr char kAbsent[] = "\x01" "absent";
+        constexpr char kAbsent[] =
+                "\x01"
+                "absent";
         std::string value = remote ? remote->getString(key, kAbsent) : kAbsent;
         if (value != kAbsent) {
             entry.value = value;

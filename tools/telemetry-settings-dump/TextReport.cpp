@@ -9,7 +9,9 @@ namespace {
 
 constexpr size_t kShortLength = 60;
 
-const char* yesNo(bool value) { return value ? "true" : "false"; }
+const char* yesNo(bool value) {
+    return value ? "true" : "false";
+}
 
 std::string optionalText(const std::optional<std::string>& value) {
     return value ? *value : "(none)";

@@ -45,7 +45,8 @@ int main(int argc, char** argv) {
     manager->setHistoryStoreManager(histories);
 
     SettingsSnapshot snapshot = collectSnapshot(*manager, *histories, options);
-    const std::string report = options.json ? renderJson(snapshot) : renderText(snapshot, options.full);
+    const std::string report =
+            options.json ? renderJson(snapshot) : renderText(snapshot, options.full);
     std::fputs(report.c_str(), stdout);
     return kExitOk;
 }

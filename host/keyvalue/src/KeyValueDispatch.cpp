@@ -2,10 +2,12 @@
 
 #include <utility>
 
-KeyValueDispatch::KeyValueDispatch(Store store, const std::string& name, std::shared_ptr<IStorageCache> cache)
+KeyValueDispatch::KeyValueDispatch(Store store, const std::string& name,
+                                   std::shared_ptr<IStorageCache> cache)
     : store_(store), name_(name), cache_(std::move(cache)) {}
 
-std::string KeyValueDispatch::getValue(const std::string& key, const std::string& defaultValue) const {
+std::string KeyValueDispatch::getValue(const std::string& key,
+                                       const std::string& defaultValue) const {
     if (!cache_) return defaultValue;
     std::optional<std::string> value = cache_->get(store_, name_, key);
     if (!value) return defaultValue;

@@ -34,7 +34,7 @@ std::optional<std::string> SORRELKeyValueStorageStrategy::read(Store store, cons
     return impl_->database.read(static_cast<int>(store), name, key);
 }
 
-bool SORRELKeyValueStorageStrategy::write(Store store, const std::string& name, const std::string& key,
-                                          const std::string& value) {
+bool SORRELKeyValueStorageStrategy::write(Store store, const std::string& name,
+                                          const std::string& key, const std::string& value) {
     return impl_->database.write(static_cast<int>(store), name, key, value);
 }

@@ -21,21 +21,21 @@ constexpr int kMaxAttempts = 3;
 // for readers, which keeps every transaction short when several processes share the file.
 // With synchronous=FULL each commit is synced to the WAL before it returns.
 constexpr const char* kSetup[] = {
-    "PRAGMA journal_mode=WAL",
-    "PRAGMA synchronous=FULL",
-    "CREATE TABLE IF NOT EXISTS key_values ("
-    " store INTEGER NOT NULL,"
-    " name TEXT NOT NULL,"
-    " key TEXT NOT NULL,"
-    " value BLOB NOT NULL,"
-    " PRIMARY KEY (store, name, key)) WITHOUT ROWID",
+        "PRAGMA journal_mode=WAL",
+        "PRAGMA synchronous=FULL",
+        "CREATE TABLE IF NOT EXISTS key_values ("
+        " store INTEGER NOT NULL,"
+        " name TEXT NOT NULL,"
+        " key TEXT NOT NULL,"
+        " value BLOB NOT NULL,"
+        " PRIMARY KEY (store, name, key)) WITHOUT ROWID",
 };
 
 constexpr const char* kSelectSql =
-    "SELECT value FROM key_values WHERE store = ?1 AND name = ?2 AND key = ?3";
+        "SELECT value FROM key_values WHERE store = ?1 AND name = ?2 AND key = ?3";
 constexpr const char* kUpsertSql =
-    "INSERT INTO key_values (store, name, key, value) VALUES (?1, ?2, ?3, ?4)"
-    " ON CONFLICT (store, name, key) DO UPDATE SET value = excluded.value";
+        "INSERT INTO key_values (store, name, key, value) VALUES (?1, ?2, ?3, ?4)"
+        " ON CONFLICT (store, name, key) DO UPDATE SET value = excluded.value";
 
 bool isBusy(int rc) {
     const int primary = rc & 0xff;
@@ -44,8 +44,10 @@ bool isBusy(int rc) {
 
 bool bindKey(sqlite3_stmt* statement, int store, const std::string& name, const std::string& key) {
     return sqlite3_bind_int(statement, 1, store) == SQLITE_OK &&
-           sqlite3_bind_text64(statement, 2, name.data(), name.size(), SQLITE_STATIC, SQLITE_UTF8) == SQLITE_OK &&
-           sqlite3_bind_text64(statement, 3, key.data(), key.size(), SQLITE_STATIC, SQLITE_UTF8) == SQLITE_OK;
+           sqlite3_bind_text64(statement, 2, name.data(), name.size(), SQLITE_STATIC,
+                               SQLITE_UTF8) == SQLITE_OK &&
+           sqlite3_bind_text64(statement, 3, key.data(), key.size(), SQLITE_STATIC, SQLITE_UTF8) ==
+                   SQLITE_OK;
 }
 
 // Leaves the statement ready for its next use and drops references to the caller's strings.
@@ -56,7 +58,8 @@ void finish(sqlite3_stmt* statement) {
 
 }  // namespace
 
-SqliteKeyValueDatabase::SqliteKeyValueDatabase(std::string directory, std::chrono::milliseconds busyTimeout)
+SqliteKeyValueDatabase::SqliteKeyValueDatabase(std::string directory,
+                                               std::chrono::milliseconds busyTimeout)
     : directory_(std::move(directory)), busyTimeout_(busyTimeout) {}
 
 SqliteKeyValueDatabase::~SqliteKeyValueDatabase() {
@@ -103,7 +106,8 @@ SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::openLocked() {
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                                    nullptr);
     if (rc != SQLITE_OK) {
-        KVLOGE("Cannot open %s: %s", path.c_str(), db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(rc));
+        KVLOGE("Cannot open %s: %s", path.c_str(),
+               db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(rc));
         closeLocked();
         return isBusy(rc) ? Outcome::Busy : Outcome::Failed;
     }
@@ -135,14 +139,15 @@ SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::execLocked(const char* s
     return rc == SQLITE_OK ? Outcome::Done : failLocked(rc, sql);
 }
 
-SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::prepareLocked(const char* sql, sqlite3_stmt** statement) {
+SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::prepareLocked(const char* sql,
+                                                                      sqlite3_stmt** statement) {
     const int rc = sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, statement, nullptr);
     return rc == SQLITE_OK ? Outcome::Done : failLocked(rc, sql);
 }
 
-SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::readOnceLocked(int store, const std::string& name,
-                                                                       const std::string& key,
-                                                                       std::optional<std::string>& value) {
+SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::readOnceLocked(
+        int store, const std::string& name, const std::string& key,
+        std::optional<std::string>& value) {
     if (!bindKey(select_, store, name, key)) {
         finish(select_);
         return failLocked(sqlite3_extended_errcode(db_), "bind");
@@ -158,7 +163,8 @@ SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::readOnceLocked(int store
     return failLocked(rc, kSelectSql);
 }
 
-SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::writeOnceLocked(int store, const std::string& name,
+SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::writeOnceLocked(int store,
+                                                                        const std::string& name,
                                                                         const std::string& key,
                                                                         const std::string& value) {
     if (!bindKey(upsert_, store, name, key) ||

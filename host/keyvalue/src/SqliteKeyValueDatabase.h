@@ -41,11 +41,11 @@ private:
     Outcome failLocked(int rc, const char* what);
 
     std::mutex mutex_;
-    std::string directory_;                    // guarded by mutex_
+    std::string directory_;  // guarded by mutex_
     const std::chrono::milliseconds busyTimeout_;
-    sqlite3* db_ = nullptr;                    // guarded by mutex_
-    sqlite3_stmt* select_ = nullptr;           // guarded by mutex_
-    sqlite3_stmt* upsert_ = nullptr;           // guarded by mutex_
+    sqlite3* db_ = nullptr;           // guarded by mutex_
+    sqlite3_stmt* select_ = nullptr;  // guarded by mutex_
+    sqlite3_stmt* upsert_ = nullptr;  // guarded by mutex_
 };
 
 }  // namespace keyvalue

@@ -13,12 +13,14 @@ StorageCache::StorageCache(std::unique_ptr<IKeyValueStorageStrategy> strategy)
 
 StorageCache::~StorageCache() = default;
 
-std::optional<std::string> StorageCache::get(Store store, const std::string& name, const std::string& key) {
+std::optional<std::string> StorageCache::get(Store store, const std::string& name,
+                                             const std::string& key) {
     if (!strategy_) return std::nullopt;
     return strategy_->read(store, name, key);
 }
 
-bool StorageCache::set(Store store, const std::string& name, const std::string& key, const std::string& value) {
+bool StorageCache::set(Store store, const std::string& name, const std::string& key,
+                       const std::string& value) {
     if (!strategy_) return false;
     return strategy_->write(store, name, key, value);
 }

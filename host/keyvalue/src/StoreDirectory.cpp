@@ -24,7 +24,8 @@ std::string defaultStoreDirectory() {
     if (const char* state = nonEmptyEnv("XDG_STATE_HOME"); state != nullptr && state[0] == '/') {
         return std::string(state) + "/halcyon-keyvalue";
     }
-    if (const char* home = nonEmptyEnv("HOME")) return std::string(home) + "/.local/state/halcyon-keyvalue";
+    if (const char* home = nonEmptyEnv("HOME"))
+        return std::string(home) + "/.local/state/halcyon-keyvalue";
     return {};
 }
 
@@ -34,7 +35,7 @@ bool ensureStoreDirectory(const std::string& path) {
         return false;
     }
     // Every missing component, parents included, is private to the user.
-    for (size_t slash = path.find('/', 1); ; slash = path.find('/', slash + 1)) {
+    for (size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
         const std::string prefix = path.substr(0, slash);
         if (!prefix.empty() && mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) {
             KVLOGE("Cannot create directory %s: %s", prefix.c_str(), std::strerror(errno));

@@ -28,7 +28,8 @@ std::optional<SeedLine> parseSeedLine(const std::string& line) {
     const size_t equals = line.find('=', slash + 1);
     if (equals == std::string::npos || equals == slash + 1) return std::nullopt;
     if (line.find('=') < slash) return std::nullopt;
-    return SeedLine{line.substr(0, slash), line.substr(slash + 1, equals - slash - 1), line.substr(equals + 1)};
+    return SeedLine{line.substr(0, slash), line.substr(slash + 1, equals - slash - 1),
+                    line.substr(equals + 1)};
 }
 
 }  // namespace
@@ -43,7 +44,8 @@ size_t HostDeviceConfigService::loadFromStream(std::istream& in, const std::stri
         if (isBlankOrComment(line)) continue;
         const std::optional<SeedLine> parsed = parseSeedLine(line);
         if (!parsed) {
-            __android_log_print(ANDROID_LOG_ERROR, kLogTag, "%s:%zu: malformed line, expected namespace/key=value",
+            __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                                "%s:%zu: malformed line, expected namespace/key=value",
                                 sourceName.c_str(), lineNumber);
             continue;
         }

@@ -10,9 +10,9 @@
 namespace com::halcyon::deviceconfig::host {
 namespace {
 
+using aidl::IOnPropertiesChangeListener;
 using ::android::sp;
 using ::android::binder::Status;
-using aidl::IOnPropertiesChangeListener;
 
 bool sameBinder(const sp<IOnPropertiesChangeListener>& a, const sp<IOnPropertiesChangeListener>& b) {
     return ::android::IInterface::asBinder(a) == ::android::IInterface::asBinder(b);
@@ -27,7 +27,8 @@ aidl::Property makeProperty(const std::string& key, const std::string& value) {
 
 }  // namespace
 
-Status HostDeviceConfigService::getProperties(const std::string& ns, const std::vector<std::string>& keys,
+Status HostDeviceConfigService::getProperties(const std::string& ns,
+                                              const std::vector<std::string>& keys,
                                               std::vector<aidl::Property>* result) {
     std::lock_guard<std::mutex> lock(mMutex);
     result->clear();
@@ -44,8 +45,8 @@ Status HostDeviceConfigService::getProperties(const std::string& ns, const std::
     return Status::ok();
 }
 
-Status HostDeviceConfigService::addOnPropertiesChangeListener(const std::string& ns,
-                                                              const sp<IOnPropertiesChangeListener>& listener) {
+Status HostDeviceConfigService::addOnPropertiesChangeListener(
+        const std::string& ns, const sp<IOnPropertiesChangeListener>& listener) {
     if (listener == nullptr) return Status::fromExceptionCode(Status::EX_NULL_POINTER);
     std::lock_guard<std::mutex> lock(mMutex);
     auto& listeners = mListeners[ns];
@@ -55,7 +56,8 @@ Status HostDeviceConfigService::addOnPropertiesChangeListener(const std::string&
     return Status::ok();
 }
 
-Status HostDeviceConfigService::removeOnPropertiesChangeListener(const sp<IOnPropertiesChangeListener>& listener) {
+Status HostDeviceConfigService::removeOnPropertiesChangeListener(
+        const sp<IOnPropertiesChangeListener>& listener) {
     if (listener == nullptr) return Status::fromExceptionCode(Status::EX_NULL_POINTER);
     std::lock_guard<std::mutex> lock(mMutex);
     for (auto& [ns, listeners] : mListeners) {
@@ -64,7 +66,8 @@ Status HostDeviceConfigService::removeOnPropertiesChangeListener(const sp<IOnPro
     return Status::ok();
 }
 
-void HostDeviceConfigService::setProperty(const std::string& ns, const std::string& key, const std::string& value) {
+void HostDeviceConfigService::setProperty(const std::string& ns, const std::string& key,
+                                          const std::string& value) {
     {
         std::lock_guard<std::mutex> lock(mMutex);
         mValues[ns][key] = value;
@@ -82,7 +85,8 @@ bool HostDeviceConfigService::removeProperty(const std::string& ns, const std::s
     return true;
 }
 
-std::optional<std::string> HostDeviceConfigService::getProperty(const std::string& ns, const std::string& key) const {
+std::optional<std::string> HostDeviceConfigService::getProperty(const std::string& ns,
+                                                                const std::string& key) const {
     std::lock_guard<std::mutex> lock(mMutex);
     const auto values = mValues.find(ns);
     if (values == mValues.end()) return std::nullopt;
@@ -97,7 +101,8 @@ size_t HostDeviceConfigService::listenerCount(const std::string& ns) const {
     return it == mListeners.end() ? 0 : it->second.size();
 }
 
-void HostDeviceConfigService::notify(const std::string& ns, const std::vector<aidl::Property>& changed) {
+void HostDeviceConfigService::notify(const std::string& ns,
+                                     const std::vector<aidl::Property>& changed) {
     std::vector<sp<IOnPropertiesChangeListener>> listeners;
     {
         std::lock_guard<std::mutex> lock(mMutex);
@@ -115,7 +120,8 @@ void HostDeviceConfigService::notify(const std::string& ns, const std::vector<ai
     std::lock_guard<std::mutex> lock(mMutex);
     for (auto& [name, registered] : mListeners) {
         std::erase_if(registered, [&](const auto& listener) {
-            return std::any_of(dead.begin(), dead.end(), [&](const auto& d) { return sameBinder(d, listener); });
+            return std::any_of(dead.begin(), dead.end(),
+                               [&](const auto& d) { return sameBinder(d, listener); });
         });
     }
 }

@@ -36,7 +36,8 @@ WrenLoggerRecorderState& wrenLoggerRecorder() {
     return *state;
 }
 
-void recordWrenLoggerCall(WrenLoggerRecorderState& state, WrenLoggerCall call, std::string argument) {
+void recordWrenLoggerCall(WrenLoggerRecorderState& state, WrenLoggerCall call,
+                          std::string argument) {
     state.snapshot.calls.push_back({call, std::move(argument), std::chrono::steady_clock::now()});
 }
 
@@ -75,14 +76,22 @@ void resetWrenLogger() {
 
 const char* wrenLoggerCallName(WrenLoggerCall call) {
     switch (call) {
-        case WrenLoggerCall::SetLoggingEndpointURLString: return "setLoggingEndpointURLString";
-        case WrenLoggerCall::SetSandboxAtodTokenString: return "setSandboxAtodTokenString";
-        case WrenLoggerCall::RestartWrenLogger: return "restartWrenLogger";
-        case WrenLoggerCall::TriggerUpload: return "triggerUpload";
-        case WrenLoggerCall::EnableUpload: return "enableUpload";
-        case WrenLoggerCall::DisableUpload: return "disableUpload";
-        case WrenLoggerCall::IsUploadEnabled: return "isUploadEnabled";
-        case WrenLoggerCall::GetSessionId: return "getSessionId";
+        case WrenLoggerCall::SetLoggingEndpointURLString:
+            return "setLoggingEndpointURLString";
+        case WrenLoggerCall::SetSandboxAtodTokenString:
+            return "setSandboxAtodTokenString";
+        case WrenLoggerCall::RestartWrenLogger:
+            return "restartWrenLogger";
+        case WrenLoggerCall::TriggerUpload:
+            return "triggerUpload";
+        case WrenLoggerCall::EnableUpload:
+            return "enableUpload";
+        case WrenLoggerCall::DisableUpload:
+            return "disableUpload";
+        case WrenLoggerCall::IsUploadEnabled:
+            return "isUploadEnabled";
+        case WrenLoggerCall::GetSessionId:
+            return "getSessionId";
     }
     return "unknown";
 }

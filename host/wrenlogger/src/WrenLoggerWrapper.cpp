@@ -6,8 +6,8 @@
 
 namespace telemetry {
 
-using host::WrenLoggerCall;
 using host::recordWrenLoggerCall;
+using host::WrenLoggerCall;
 using host::wrenLoggerRecorder;
 
 WrenLoggerWrapper& WrenLoggerWrapper::instance() {

@@ -2,4 +2,5 @@
 
 #include <cstdint>
 
-extern "C" __attribute__((visibility("default"))) void destroySettingsManager(int64_t, void*) noexcept {}
+extern "C" __attribute__((visibility("default"))) void destroySettingsManager(int64_t,
+                                                                              void*) noexcept {}

@@ -12,7 +12,8 @@ extern "C" __attribute__((visibility("default"))) void* createSettingsManager(in
     return nullptr;
 }
 
-extern "C" __attribute__((visibility("default"))) void destroySettingsManager(int64_t, void*) noexcept {}
+extern "C" __attribute__((visibility("default"))) void destroySettingsManager(int64_t,
+                                                                              void*) noexcept {}
 
 extern "C" __attribute__((visibility("default"))) int testModuleCreateCalls() {
     return createCalls.load();

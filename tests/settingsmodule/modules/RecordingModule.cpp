@@ -45,8 +45,18 @@ TEST_MODULE_EXPORT void destroySettingsManager(int64_t version, void* object) no
     delete static_cast<ISettingsManager*>(object);
 }
 
-TEST_MODULE_EXPORT int testModuleCreateCalls() { return createCalls.load(); }
-TEST_MODULE_EXPORT int64_t testModuleCreateVersion() { return createVersion.load(); }
-TEST_MODULE_EXPORT int testModuleDestroyCalls() { return destroyCalls.load(); }
-TEST_MODULE_EXPORT int64_t testModuleDestroyVersion() { return destroyVersion.load(); }
-TEST_MODULE_EXPORT void* testModuleDestroyedObject() { return destroyedObject.load(); }
+TEST_MODULE_EXPORT int testModuleCreateCalls() {
+    return createCalls.load();
+}
+TEST_MODULE_EXPORT int64_t testModuleCreateVersion() {
+    return createVersion.load();
+}
+TEST_MODULE_EXPORT int testModuleDestroyCalls() {
+    return destroyCalls.load();
+}
+TEST_MODULE_EXPORT int64_t testModuleDestroyVersion() {
+    return destroyVersion.load();
+}
+TEST_MODULE_EXPORT void* testModuleDestroyedObject() {
+    return destroyedObject.load();
+}

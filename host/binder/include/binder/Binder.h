@@ -16,15 +16,13 @@ public:
     status_t pingBinder() override;
     status_t dump(int fd, const Vector<String16>& args) override;
 
-    status_t transact(uint32_t code, const Parcel& data, Parcel* reply,
-                      uint32_t flags = 0) final;
+    status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0) final;
 
     // Death notices are for proxies; a local object cannot die under its own process.
     status_t linkToDeath(const sp<DeathRecipient>& recipient, void* cookie = nullptr,
                          uint32_t flags = 0) override;
     status_t unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie = nullptr,
-                           uint32_t flags = 0,
-                           wp<DeathRecipient>* outRecipient = nullptr) override;
+                           uint32_t flags = 0, wp<DeathRecipient>* outRecipient = nullptr) override;
 
     BBinder* localBinder() override;
 

@@ -22,14 +22,12 @@ public:
     status_t pingBinder() override;
     status_t dump(int fd, const Vector<String16>& args) override;
 
-    status_t transact(uint32_t code, const Parcel& data, Parcel* reply,
-                      uint32_t flags = 0) final;
+    status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0) final;
 
     status_t linkToDeath(const sp<DeathRecipient>& recipient, void* cookie = nullptr,
                          uint32_t flags = 0) override;
     status_t unlinkToDeath(const wp<DeathRecipient>& recipient, void* cookie = nullptr,
-                           uint32_t flags = 0,
-                           wp<DeathRecipient>* outRecipient = nullptr) override;
+                           uint32_t flags = 0, wp<DeathRecipient>* outRecipient = nullptr) override;
 
     BpBinder* remoteBinder() override;
 
@@ -59,8 +57,8 @@ private:
     const std::shared_ptr<hostbinder::Node> mNode;
 
     mutable std::mutex mLock;
-    std::vector<Obituary> mObituaries;  // guarded by mLock
-    bool mObitsSent = false;            // guarded by mLock
+    std::vector<Obituary> mObituaries;       // guarded by mLock
+    bool mObitsSent = false;                 // guarded by mLock
     mutable bool mDescriptorCached = false;  // guarded by mLock
     mutable String16 mDescriptorCache;       // guarded by mLock
 };

@@ -7,8 +7,7 @@
 #include <utils/String16.h>
 #include <utils/Vector.h>
 
-#define B_PACK_CHARS(c1, c2, c3, c4) \
-    ((((c1) << 24)) | (((c2) << 16)) | (((c3) << 8)) | (c4))
+#define B_PACK_CHARS(c1, c2, c3, c4) ((((c1) << 24)) | (((c2) << 16)) | (((c3) << 8)) | (c4))
 
 namespace android {
 

@@ -37,10 +37,8 @@ public:
     static Status fromExceptionCode(int32_t exceptionCode, const String8& message);
     static Status fromExceptionCode(int32_t exceptionCode, const char* message);
     static Status fromServiceSpecificError(int32_t serviceSpecificErrorCode);
-    static Status fromServiceSpecificError(int32_t serviceSpecificErrorCode,
-                                           const String8& message);
-    static Status fromServiceSpecificError(int32_t serviceSpecificErrorCode,
-                                           const char* message);
+    static Status fromServiceSpecificError(int32_t serviceSpecificErrorCode, const String8& message);
+    static Status fromServiceSpecificError(int32_t serviceSpecificErrorCode, const char* message);
 
     static std::string exceptionToString(status_t exceptionCode);
 

@@ -48,7 +48,7 @@ public:
     ~SORRELKeyValueStorageStrategy() override;
 
     std::optional<std::string> read(Store store, const std::string& name,
-                                     const std::string& key) override;
+                                    const std::string& key) override;
     bool write(Store store, const std::string& name, const std::string& key,
                const std::string& value) override;
 

@@ -27,10 +27,12 @@ public:
 
     // IDeviceConfig. An empty key list answers every property of the namespace; keys that are
     // not set are left out of the answer.
-    ::android::binder::Status getProperties(const std::string& ns, const std::vector<std::string>& keys,
+    ::android::binder::Status getProperties(const std::string& ns,
+                                            const std::vector<std::string>& keys,
                                             std::vector<aidl::Property>* result) override;
     ::android::binder::Status addOnPropertiesChangeListener(
-            const std::string& ns, const ::android::sp<aidl::IOnPropertiesChangeListener>& listener) override;
+            const std::string& ns,
+            const ::android::sp<aidl::IOnPropertiesChangeListener>& listener) override;
     // Withdraws the listener from every namespace.
     ::android::binder::Status removeOnPropertiesChangeListener(
             const ::android::sp<aidl::IOnPropertiesChangeListener>& listener) override;
@@ -59,7 +61,8 @@ private:
 };
 
 // Registers the service with the service manager under kDeviceConfigServiceName.
-::android::status_t publishHostDeviceConfigService(const ::android::sp<HostDeviceConfigService>& service);
+::android::status_t publishHostDeviceConfigService(
+        const ::android::sp<HostDeviceConfigService>& service);
 
 // Kills whatever is registered under kDeviceConfigServiceName, as if its process had ended:
 // the name is removed and death recipients are notified. NAME_NOT_FOUND if nothing is there.

@@ -34,13 +34,18 @@ public:
         void* module = dlopen(kSettingsModuleFileName, RTLD_LAZY | RTLD_NOLOAD);
         if (module == nullptr) return std::nullopt;
         HostSettingsControl control;
-        control.set_ = reinterpret_cast<decltype(control.set_)>(dlsym(module, "basaltHostSetSetting"));
-        control.remove_ = reinterpret_cast<decltype(control.remove_)>(dlsym(module, "basaltHostRemoveSetting"));
-        control.wait_ = reinterpret_cast<decltype(control.wait_)>(dlsym(module, "basaltHostWaitForNotifications"));
-        control.live_ = reinterpret_cast<decltype(control.live_)>(dlsym(module, "basaltHostLiveSettingsManagers"));
+        control.set_ =
+                reinterpret_cast<decltype(control.set_)>(dlsym(module, "basaltHostSetSetting"));
+        control.remove_ = reinterpret_cast<decltype(control.remove_)>(
+                dlsym(module, "basaltHostRemoveSetting"));
+        control.wait_ = reinterpret_cast<decltype(control.wait_)>(
+                dlsym(module, "basaltHostWaitForNotifications"));
+        control.live_ = reinterpret_cast<decltype(control.live_)>(
+                dlsym(module, "basaltHostLiveSettingsManagers"));
         // Drops only the reference taken above; whoever loaded the module keeps it loaded.
         dlclose(module);
-        if (!control.set_ || !control.remove_ || !control.wait_ || !control.live_) return std::nullopt;
+        if (!control.set_ || !control.remove_ || !control.wait_ || !control.live_)
+            return std::nullopt;
         return control;
     }
 

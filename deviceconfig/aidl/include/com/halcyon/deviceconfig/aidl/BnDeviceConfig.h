@@ -7,7 +7,8 @@ namespace com::halcyon::deviceconfig::aidl {
 
 class BnDeviceConfig : public ::android::BnInterface<IDeviceConfig> {
 public:
-    static constexpr uint32_t TRANSACTION_getProperties = ::android::IBinder::FIRST_CALL_TRANSACTION + 0;
+    static constexpr uint32_t TRANSACTION_getProperties =
+            ::android::IBinder::FIRST_CALL_TRANSACTION + 0;
     static constexpr uint32_t TRANSACTION_addOnPropertiesChangeListener =
             ::android::IBinder::FIRST_CALL_TRANSACTION + 1;
     static constexpr uint32_t TRANSACTION_removeOnPropertiesChangeListener =

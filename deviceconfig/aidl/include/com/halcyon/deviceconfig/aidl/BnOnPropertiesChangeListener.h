@@ -7,7 +7,8 @@ namespace com::halcyon::deviceconfig::aidl {
 
 class BnOnPropertiesChangeListener : public ::android::BnInterface<IOnPropertiesChangeListener> {
 public:
-    static constexpr uint32_t TRANSACTION_onPropertiesChanged = ::android::IBinder::FIRST_CALL_TRANSACTION + 0;
+    static constexpr uint32_t TRANSACTION_onPropertiesChanged =
+            ::android::IBinder::FIRST_CALL_TRANSACTION + 0;
     explicit BnOnPropertiesChangeListener();
     ::android::status_t onTransact(uint32_t _aidl_code, const ::android::Parcel& _aidl_data,
                                    ::android::Parcel* _aidl_reply, uint32_t _aidl_flags) override;

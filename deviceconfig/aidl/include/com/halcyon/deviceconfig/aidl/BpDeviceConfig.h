@@ -11,10 +11,12 @@ class BpDeviceConfig : public ::android::BpInterface<IDeviceConfig> {
 public:
     explicit BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_impl);
     virtual ~BpDeviceConfig() = default;
-    ::android::binder::Status getProperties(const std::string& ns, const std::vector<std::string>& keys,
+    ::android::binder::Status getProperties(const std::string& ns,
+                                            const std::vector<std::string>& keys,
                                             std::vector<Property>* _aidl_return) override;
     ::android::binder::Status addOnPropertiesChangeListener(
-            const std::string& ns, const ::android::sp<IOnPropertiesChangeListener>& listener) override;
+            const std::string& ns,
+            const ::android::sp<IOnPropertiesChangeListener>& listener) override;
     ::android::binder::Status removeOnPropertiesChangeListener(
             const ::android::sp<IOnPropertiesChangeListener>& listener) override;
 };

@@ -25,7 +25,8 @@ public:
     static bool setDefaultImpl(std::unique_ptr<IDeviceConfig> impl);
     static const std::unique_ptr<IDeviceConfig>& getDefaultImpl();
 
-    virtual ::android::binder::Status getProperties(const std::string& ns, const std::vector<std::string>& keys,
+    virtual ::android::binder::Status getProperties(const std::string& ns,
+                                                    const std::vector<std::string>& keys,
                                                     std::vector<Property>* _aidl_return) = 0;
     virtual ::android::binder::Status addOnPropertiesChangeListener(
             const std::string& ns, const ::android::sp<IOnPropertiesChangeListener>& listener) = 0;
@@ -39,12 +40,14 @@ private:
 class IDeviceConfigDefault : public IDeviceConfig {
 public:
     ::android::IBinder* onAsBinder() override { return nullptr; }
-    ::android::binder::Status getProperties(const std::string& /*ns*/, const std::vector<std::string>& /*keys*/,
+    ::android::binder::Status getProperties(const std::string& /*ns*/,
+                                            const std::vector<std::string>& /*keys*/,
                                             std::vector<Property>* /*_aidl_return*/) override {
         return ::android::binder::Status::fromStatusT(::android::UNKNOWN_TRANSACTION);
     }
     ::android::binder::Status addOnPropertiesChangeListener(
-            const std::string& /*ns*/, const ::android::sp<IOnPropertiesChangeListener>& /*listener*/) override {
+            const std::string& /*ns*/,
+            const ::android::sp<IOnPropertiesChangeListener>& /*listener*/) override {
         return ::android::binder::Status::fromStatusT(::android::UNKNOWN_TRANSACTION);
     }
     ::android::binder::Status removeOnPropertiesChangeListener(

@@ -15,7 +15,8 @@ namespace com::halcyon::deviceconfig::aidl {
 class IOnPropertiesChangeListener : public ::android::IInterface {
 public:
     static const ::android::String16 descriptor;
-    static ::android::sp<IOnPropertiesChangeListener> asInterface(const ::android::sp<::android::IBinder>& obj);
+    static ::android::sp<IOnPropertiesChangeListener> asInterface(
+            const ::android::sp<::android::IBinder>& obj);
     virtual const ::android::String16& getInterfaceDescriptor() const;
     IOnPropertiesChangeListener();
     virtual ~IOnPropertiesChangeListener();
@@ -23,7 +24,8 @@ public:
     static bool setDefaultImpl(std::unique_ptr<IOnPropertiesChangeListener> impl);
     static const std::unique_ptr<IOnPropertiesChangeListener>& getDefaultImpl();
 
-    virtual ::android::binder::Status onPropertiesChanged(const std::vector<Property>& properties) = 0;
+    virtual ::android::binder::Status onPropertiesChanged(
+            const std::vector<Property>& properties) = 0;
 
 private:
     static std::unique_ptr<IOnPropertiesChangeListener> default_impl;
@@ -32,7 +34,8 @@ private:
 class IOnPropertiesChangeListenerDefault : public IOnPropertiesChangeListener {
 public:
     ::android::IBinder* onAsBinder() override { return nullptr; }
-    ::android::binder::Status onPropertiesChanged(const std::vector<Property>& /*properties*/) override {
+    ::android::binder::Status onPropertiesChanged(
+            const std::vector<Property>& /*properties*/) override {
         return ::android::binder::Status::fromStatusT(::android::UNKNOWN_TRANSACTION);
     }
 };

@@ -25,7 +25,8 @@ public:
     ::android::status_t writeToParcel(::android::Parcel* _aidl_parcel) const final;
 
     static const ::android::String16& getParcelableDescriptor() {
-        static const ::android::StaticString16 DESCRIPTOR(u"com.halcyon.deviceconfig.aidl.Property");
+        static const ::android::StaticString16 DESCRIPTOR(
+                u"com.halcyon.deviceconfig.aidl.Property");
         return DESCRIPTOR;
     }
 };
