@@ -91,22 +91,10 @@ public:
 
     // ISettingsManager
     bool getBool(const char* key, bool defaultValue) override {
-        std::lock_guard<std::mutex> lock(mutex_);
-        log("getBool", key);
-        auto it = values_.find(key);
-        if (it == values_.end()) return defaultValue;
-        if (auto* b = std::get_if<bool>(&it->second)) return *b;
-        if (auto* i = std::get_if<int32_t>(&it->second)) return *i != 0;
-        return defaultValue;
+        return typed("getBool", key, defaultValue);
     }
     int32_t getInt(const char* key, int32_t defaultValue) override {
-        std::lock_guard<std::mutex> lock(mutex_);
-        log("getInt", key);
-        auto it = values_.find(key);
-        if (it == values_.end()) return defaultValue;
-        if (auto* i = std::get_if<int32_t>(&it->second)) return *i;
-        if (auto* b = std::get_if<bool>(&it->second)) return *b ? 1 : 0;
-        return defaultValue;
+        return typed("getInt", key, defaultValue);
     }
     const BASALT::Settings::v3::ISettingValue* get(const char* key, const char*) override {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -115,7 +103,15 @@ public:
         if (it == values_.end()) return nullptr;
         // Valid until the next get() on this thread, as the real service promises.
         thread_local SettingValue returned;
-        returned = SettingValue(it->second);
+        const Value& v = it->second;
+        if (auto* text = std::get_if<std::string>(&v)) {
+            returned = SettingValue(BASALT::Settings::v3::kSettingTypeString, *text);
+        } else if (auto* b = std::get_if<bool>(&v)) {
+            returned = SettingValue(BASALT::Settings::v3::kSettingTypeBool, *b ? "true" : "false");
+        } else {
+            returned = SettingValue(BASALT::Settings::v3::kSettingTypeInt,
+                                    std::to_string(std::get<int32_t>(v)));
+        }
         return &returned;
     }
     bool setString(const char* key, const char* value) override {
@@ -142,29 +138,24 @@ public:
     }
 
 private:
-    class SettingValue : public BASALT::Settings::v3::ISettingValue {
-    public:
-        SettingValue() = default;
-        explicit SettingValue(const Value& v) {
-            if (auto* s = std::get_if<std::string>(&v)) {
-                type_ = BASALT::Settings::v3::kSettingTypeString;
-                text_ = *s;
-            } else if (auto* b = std::get_if<bool>(&v)) {
-                type_ = BASALT::Settings::v3::kSettingTypeBool;
-                text_ = *b ? "true" : "false";
-            } else {
-                type_ = BASALT::Settings::v3::kSettingTypeInt;
-                text_ = std::to_string(std::get<int32_t>(v));
-            }
-        }
-        int32_t getType() const override { return type_; }
-        const char* getString() const override { return text_.c_str(); }
-
-    private:
-        int32_t type_ = BASALT::Settings::v3::kSettingTypeNone;
-        std::string text_;
+    struct SettingValue : BASALT::Settings::v3::ISettingValue {
+        SettingValue(int32_t t = BASALT::Settings::v3::kSettingTypeNone, std::string s = {})
+            : type(t), text(std::move(s)) {}
+        int32_t type;
+        std::string text;
+        int32_t getType() const override { return type; }
+        const char* getString() const override { return text.c_str(); }
     };
 
+    // The value of `key` if it holds a T, else `defaultValue`.
+    template <typename T>
+    T typed(const char* operation, const char* key, T defaultValue) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        log(operation, key);
+        auto it = values_.find(key);
+        const T* value = it == values_.end() ? nullptr : std::get_if<T>(&it->second);
+        return value ? *value : defaultValue;
+    }
     void put(const std::string& key, const Value& value) {
         std::lock_guard<std::mutex> lock(mutex_);
         values_[key] = value;

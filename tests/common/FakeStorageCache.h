@@ -17,8 +17,6 @@ class FakeStorageCache : public IStorageCache {
 public:
     struct Call {
         std::string operation;  // "get" or "set"
-        Store store;
-        std::string name;
         std::string key;
         std::string value;  // set only
     };
@@ -58,7 +56,7 @@ public:
     std::optional<std::string> get(Store store, const std::string& name,
                                    const std::string& key) override {
         std::lock_guard<std::mutex> lock(mutex_);
-        calls_.push_back({"get", store, name, key, {}});
+        calls_.push_back({"get", key, {}});
         auto it = values_.find({store, name, key});
         if (it == values_.end()) return std::nullopt;
         return it->second;
@@ -66,7 +64,7 @@ public:
     bool set(Store store, const std::string& name, const std::string& key,
              const std::string& value) override {
         std::lock_guard<std::mutex> lock(mutex_);
-        calls_.push_back({"set", store, name, key, value});
+        calls_.push_back({"set", key, value});
         if (refuseWrites_) return false;
         values_[{store, name, key}] = value;
         return true;

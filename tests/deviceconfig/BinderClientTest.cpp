@@ -23,22 +23,20 @@ using Client = Tamar::OS::BinderClient<IDeviceConfig>;
 
 constexpr const char* kName = "binder_client_test_service";
 
-android::String16 name16() {
-    return android::String16(kName);
-}
-
 sp<HostDeviceConfigService> publish(const std::string& marker) {
     sp<HostDeviceConfigService> service = new HostDeviceConfigService();
     service->setProperty("test", "marker", marker);
-    EXPECT_EQ(android::OK, android::defaultServiceManager()->addService(name16(), service));
+    EXPECT_EQ(android::OK,
+              android::defaultServiceManager()->addService(android::String16(kName), service));
     return service;
 }
 
 // Which service a client holds, told apart by the marker each test service was seeded with.
 std::string markerOf(const sp<IDeviceConfig>& service) {
-    if (service == nullptr) return "";
     std::vector<com::halcyon::deviceconfig::aidl::Property> result;
-    if (!service->getProperties("test", {"marker"}, &result).isOk() || result.empty()) return "";
+    if (service == nullptr || !service->getProperties("test", {"marker"}, &result).isOk() ||
+        result.empty())
+        return "";
     return result[0].value;
 }
 
@@ -47,15 +45,15 @@ struct Callbacks {
     std::atomic<int> disconnected{0};
     std::atomic<std::thread::id> connectedOn{};
 
-    Client::OnConnected onConnected() {
-        return [this](const sp<IDeviceConfig>& service) {
-            EXPECT_NE(nullptr, service);
-            connectedOn = std::this_thread::get_id();
-            ++connected;
-        };
-    }
-    Client::OnDisconnected onDisconnected() {
-        return [this] { ++disconnected; };
+    std::unique_ptr<Client> client(std::chrono::milliseconds pause) {
+        return std::make_unique<Client>(
+                kName, pause,
+                [this](const sp<IDeviceConfig>& service) {
+                    EXPECT_NE(nullptr, service);
+                    connectedOn = std::this_thread::get_id();
+                    ++connected;
+                },
+                [this] { ++disconnected; });
     }
 };
 
@@ -63,114 +61,91 @@ struct Callbacks {
 class BinderClient : public testing::Test {
 protected:
     void SetUp() override { android::hostbinder::clearServices(); }
+    Callbacks callbacks;
 };
 
-TEST_F(BinderClient, ConnectsBeforeTheConstructorReturnsWhenTheServiceIsThere) {
-    publish("first");
-    Callbacks callbacks;
-    Client client(kName, 10s, callbacks.onConnected(), callbacks.onDisconnected());
-    EXPECT_EQ("first", markerOf(client.getService()));
-    EXPECT_EQ(client.getService(), client.currentService());
+TEST_F(BinderClient, ConnectsInTheConstructorAndReconnectsAfterTheServiceDies) {
+    publish("before");
+    auto client = callbacks.client(20ms);
+    EXPECT_EQ("before", markerOf(client->getService()));
+    EXPECT_EQ(client->getService(), client->currentService());
     EXPECT_EQ(1, callbacks.connected.load());
     EXPECT_NE(std::this_thread::get_id(), callbacks.connectedOn.load());
     EXPECT_EQ(0, callbacks.disconnected.load());
+
+    ASSERT_EQ(android::OK, android::hostbinder::killService(android::String16(kName)));
+    ASSERT_TRUE(waitUntil([&] { return callbacks.disconnected.load() == 1; }));
+    EXPECT_EQ(nullptr, client->getService());
+    publish("after");
+    ASSERT_TRUE(waitUntil([&] { return client->getService() != nullptr; }));
+    EXPECT_EQ("after", markerOf(client->getService()));
+    EXPECT_EQ(2, callbacks.connected.load());
 }
 
 TEST_F(BinderClient, PicksUpAServiceRegisteredLater) {
     testsupport::LogCapture logs;
-    Callbacks callbacks;
-    Client client(kName, 20ms, callbacks.onConnected(), callbacks.onDisconnected());
-    EXPECT_EQ(nullptr, client.getService());
+    auto client = callbacks.client(20ms);
+    EXPECT_EQ(nullptr, client->getService());
     EXPECT_EQ(0, callbacks.connected.load());
 
     publish("late");
-    ASSERT_TRUE(waitUntil([&] { return client.getService() != nullptr; }));
-    EXPECT_EQ("late", markerOf(client.getService()));
+    ASSERT_TRUE(waitUntil([&] { return client->getService() != nullptr; }));
+    EXPECT_EQ("late", markerOf(client->getService()));
     EXPECT_EQ(1, callbacks.connected.load());
     EXPECT_TRUE(logs.withTag("DeviceConfig").empty());  // a missing service is not an error
 }
 
-TEST_F(BinderClient, ReconnectsAfterTheServiceDies) {
-    publish("before");
-    Callbacks callbacks;
-    Client client(kName, 20ms, callbacks.onConnected(), callbacks.onDisconnected());
-    ASSERT_EQ("before", markerOf(client.getService()));
-
-    ASSERT_EQ(android::OK, android::hostbinder::killService(name16()));
-    ASSERT_TRUE(waitUntil([&] { return callbacks.disconnected.load() == 1; }));
-    EXPECT_EQ(nullptr, client.getService());
-
-    publish("after");
-    ASSERT_TRUE(waitUntil([&] { return client.getService() != nullptr; }));
-    EXPECT_EQ("after", markerOf(client.getService()));
-    EXPECT_EQ(2, callbacks.connected.load());
-}
-
 TEST_F(BinderClient, AReplacementAlreadyRegisteredIsTakenAtOnce) {
     sp<HostDeviceConfigService> old = publish("old");
-    Callbacks callbacks;
     // The pause is far longer than the bound below: only the immediate attempt can succeed.
-    Client client(kName, 60s, callbacks.onConnected(), callbacks.onDisconnected());
-    ASSERT_EQ("old", markerOf(client.getService()));
+    auto client = callbacks.client(60s);
+    ASSERT_EQ("old", markerOf(client->getService()));
 
     publish("replacement");
     ASSERT_EQ(android::OK, android::hostbinder::killBinder(old));
     ASSERT_TRUE(waitUntil([&] { return callbacks.connected.load() == 2; }, 20s));
-    EXPECT_EQ("replacement", markerOf(client.getService()));
+    EXPECT_EQ("replacement", markerOf(client->getService()));
     EXPECT_EQ(1, callbacks.disconnected.load());
 }
 
 TEST_F(BinderClient, DestructionCutsThePauseBetweenAttemptsShort) {
     const auto start = std::chrono::steady_clock::now();
-    {
-        Client client(kName, 30s);
-        EXPECT_EQ(nullptr, client.getService());
-    }
+    EXPECT_EQ(nullptr, callbacks.client(30s)->getService());
     EXPECT_LT(std::chrono::steady_clock::now() - start, 15s);
 }
 
-// A service-manager getter that parks its second call until the test lets it go.
-struct ParkingServiceManager {
+TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
+    testsupport::LogCapture logs;
+    // A service-manager getter that parks its second call until the test lets it go.
     std::mutex mutex;
     std::condition_variable changed;
     int calls = 0;
     bool released = false;
-
-    Client::ServiceManagerGetter getter() {
-        return [this] {
-            std::unique_lock<std::mutex> lock(mutex);
-            if (++calls == 2) {
-                changed.notify_all();
-                changed.wait(lock, [this] { return released; });
-            }
-            return android::defaultServiceManager();
-        };
-    }
-    void waitForParkedCall() {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return calls >= 2; });
-    }
-    void release() {
-        std::lock_guard<std::mutex> lock(mutex);
-        released = true;
-        changed.notify_all();
-    }
-};
-
-TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
-    testsupport::LogCapture logs;
-    ParkingServiceManager serviceManager;
-    Callbacks callbacks;
     auto client = std::make_unique<Client>(
-            kName, 5ms, callbacks.onConnected(), callbacks.onDisconnected(),
-            android::interface_cast<IDeviceConfig>, serviceManager.getter());
-    serviceManager.waitForParkedCall();
+            kName, 5ms, [&](const sp<IDeviceConfig>&) { ++callbacks.connected; },
+            Client::OnDisconnected(), android::interface_cast<IDeviceConfig>,
+            [&] {
+                std::unique_lock<std::mutex> lock(mutex);
+                if (++calls == 2) {
+                    changed.notify_all();
+                    changed.wait(lock, [&] { return released; });
+                }
+                return android::defaultServiceManager();
+            });
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return calls >= 2; });
+    }
     publish("too-late");
 
     std::thread destroyer([&] { client.reset(); });
     // Gives the destructor time to mark the client destroyed; it then waits for the attempt.
     std::this_thread::sleep_for(300ms);
-    serviceManager.release();
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        released = true;
+        changed.notify_all();
+    }
     destroyer.join();
 
     EXPECT_EQ(0, callbacks.connected.load());

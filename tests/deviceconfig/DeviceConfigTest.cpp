@@ -6,24 +6,68 @@
 
 #include <LogCapture.h>
 
+#include <climits>
 #include <mutex>
-#include <thread>
 
+#include "ParcelBytes.h"
 #include "TestWait.h"
 
 namespace {
 
 using android::sp;
 using android::binder::Status;
+using namespace com::halcyon::deviceconfig::aidl;
+using namespace com::halcyon::deviceconfig::host;
+using namespace deviceconfigtest;
 using com::halcyon::deviceconfig::OnPropertiesChangeListener;
 using com::halcyon::deviceconfig::Properties;
-using com::halcyon::deviceconfig::aidl::BnDeviceConfig;
-using com::halcyon::deviceconfig::aidl::IOnPropertiesChangeListener;
-using com::halcyon::deviceconfig::aidl::Property;
-using com::halcyon::deviceconfig::host::HostDeviceConfigService;
-using com::halcyon::deviceconfig::host::killHostDeviceConfigService;
-using com::halcyon::deviceconfig::host::publishHostDeviceConfigService;
-using deviceconfigtest::waitUntil;
+using Facade = com::halcyon::deviceconfig::DeviceConfig;
+
+Properties one(const std::string& value) {
+    return Properties({prop("k", value)});
+}
+
+TEST(Properties, TheFirstOccurrenceWinsKeysComeSortedAndMissingOnesAnswerTheDefault) {
+    const Properties p = Properties({prop("b", "first"), prop("a", "x"), prop("b", "second"),
+                                     prop("B", "u"), prop("", "")});
+    EXPECT_EQ("first", p.getString("b", "d"));
+    EXPECT_EQ((std::vector<std::string>{"", "B", "a", "b"}), p.getKeys());
+
+    const Properties empty = Properties({});
+    EXPECT_EQ("d", empty.getString("k", "d"));
+    EXPECT_TRUE(empty.getBoolean("k", true));
+    EXPECT_EQ(-3, empty.getLong("k", -3));
+    EXPECT_EQ(2.5, empty.getDouble("k", 2.5));
+    EXPECT_TRUE(empty.getKeys().empty());
+}
+
+TEST(Properties, BooleansAreTrueOrFalseInAnyAsciiCaseElseTheDefault) {
+    EXPECT_TRUE(one("TRUE").getBoolean("k", false));
+    EXPECT_FALSE(one("False").getBoolean("k", true));
+    for (const char* text : {"on", "1", "0", "yes", "", " true", "false "}) {
+        EXPECT_TRUE(one(text).getBoolean("k", true)) << text;
+        EXPECT_FALSE(one(text).getBoolean("k", false)) << text;
+    }
+}
+
+TEST(Properties, NumbersNeedTheWholeTextElseTheDefault) {
+    const std::pair<const char*, long> longs[] = {
+            {"-17", -17}, {" 42", 42}, {"9223372036854775807", LONG_MAX}};
+    for (const auto& [text, expected] : longs)
+        EXPECT_EQ(expected, one(text).getLong("k", 0)) << text;
+    for (const char* text : {"0x10", "42 ", "42\n", "42abc", "", "x"}) {
+        EXPECT_EQ(7, one(text).getLong("k", 7)) << text;
+    }
+
+    const std::pair<const char*, double> doubles[] = {
+            {"1e3", 1000.0}, {"-0.25", -0.25}, {"\t1.5", 1.5}};
+    for (const auto& [text, expected] : doubles) {
+        EXPECT_DOUBLE_EQ(expected, one(text).getDouble("k", 0)) << text;
+    }
+    for (const char* text : {"1.5 ", "1.5x", ""}) {
+        EXPECT_DOUBLE_EQ(9.5, one(text).getDouble("k", 9.5)) << text;
+    }
+}
 
 constexpr const char* kNs = "halcyon_shared_os_services";
 constexpr const char* kAgain = "addOnPropertiesChangeListener failed: system server not running";
@@ -35,41 +79,34 @@ public:
     void onPropertiesChanged(const Properties& properties) override {
         std::lock_guard<std::mutex> lock(mMutex);
         mChanges.push_back(properties);
-        mThreads.push_back(std::this_thread::get_id());
-        mOnBinderThread = mOnBinderThread && android::hostbinder::isBinderThread();
+        mOnBinderThreads = mOnBinderThreads && android::hostbinder::isBinderThread();
     }
-    size_t changes() {
+    std::vector<Properties> changes() {
         std::lock_guard<std::mutex> lock(mMutex);
-        return mChanges.size();
-    }
-    Properties change(size_t i) {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mChanges.at(i);
-    }
-    std::thread::id thread(size_t i) {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mThreads.at(i);
+        return mChanges;
     }
     bool allOnBinderThreads() {
         std::lock_guard<std::mutex> lock(mMutex);
-        return mOnBinderThread;
+        return mOnBinderThreads;
     }
     bool registered() { return hasDeviceConfigListenerInstanceLocked(); }
 
 private:
     std::mutex mMutex;
     std::vector<Properties> mChanges;
-    std::vector<std::thread::id> mThreads;
-    bool mOnBinderThread = true;
+    bool mOnBinderThreads = true;
 };
 
 // A registered listener and its binder-side object keep each other alive until the process
 // ends, by design. Holding every test listener from a never-freed global keeps that cycle
 // reachable, so leak checking does not count it.
-std::shared_ptr<RecordingListener> makeListener() {
+std::shared_ptr<RecordingListener> keepReachable(std::shared_ptr<RecordingListener> listener) {
     static auto* const processLifetime = new std::vector<std::shared_ptr<RecordingListener>>();
-    processLifetime->push_back(std::make_shared<RecordingListener>());
-    return processLifetime->back();
+    processLifetime->push_back(listener);
+    return listener;
+}
+std::shared_ptr<RecordingListener> makeListener() {
+    return keepReachable(std::make_shared<RecordingListener>());
 }
 
 // Answers every call with an exception, as a broken service would.
@@ -100,12 +137,15 @@ sp<HostDeviceConfigService> startService() {
 class DeviceConfig : public testing::Test {
 protected:
     void SetUp() override { android::hostbinder::clearServices(); }
+    testsupport::LogCapture logs;
+    size_t errors(const std::string& message) {
+        return logs.count(ANDROID_LOG_ERROR, "DeviceConfig", message);
+    }
 };
 
 TEST_F(DeviceConfig, ReadsTheAskedKeysOfANamespace) {
     startService();
-    testsupport::LogCapture logs;
-    com::halcyon::deviceconfig::DeviceConfig dc;
+    Facade dc;
     EXPECT_TRUE(dc.isDeviceConfigAvailable());
     const Properties p = dc.getProperties(kNs, {"flag", "count", "absent"});
     EXPECT_TRUE(p.getBoolean("flag", false));
@@ -116,43 +156,30 @@ TEST_F(DeviceConfig, ReadsTheAskedKeysOfANamespace) {
     EXPECT_TRUE(logs.withTag("DeviceConfig").empty());
 }
 
-TEST_F(DeviceConfig, WithoutTheServiceReadsNothingAndSaysSo) {
-    testsupport::LogCapture logs;
-    com::halcyon::deviceconfig::DeviceConfig dc;
-    EXPECT_FALSE(dc.isDeviceConfigAvailable());
-    EXPECT_EQ("fallback", dc.getProperties(kNs, {"flag"}).getString("flag", "fallback"));
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig",
-                             "getProperties: Failed to connect to DeviceConfig service"));
-}
-
 TEST_F(DeviceConfig, AFailedCallIsLoggedWithItsMessage) {
     ASSERT_EQ(android::OK,
               android::defaultServiceManager()->addService(android::String16("device_config_proxy"),
                                                            new FailingDeviceConfig()));
-    testsupport::LogCapture logs;
-    com::halcyon::deviceconfig::DeviceConfig dc;
+    Facade dc;
     EXPECT_TRUE(dc.getProperties(kNs, {"flag"}).getKeys().empty());
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig",
-                             "getProperties failed: no such namespace"));
+    EXPECT_EQ(1u, errors("getProperties failed: no such namespace"));
 
     auto listener = makeListener();
     dc.addOnPropertiesChangeListener(kNs, listener);
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig",
-                             "addOnPropertiesChangeListener failed: not allowed"));
+    EXPECT_EQ(1u, errors("addOnPropertiesChangeListener failed: not allowed"));
     EXPECT_TRUE(listener->registered());  // kept although the service refused it
     EXPECT_EQ(0u, logs.count("DeviceConfig", kAgain));
 
     dc.removeOnPropertiesChangeListener(listener);
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig",
-                             "removeOnPropertiesChangeListener failed: not allowed either"));
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", kRemoved));
+    EXPECT_EQ(1u, errors("removeOnPropertiesChangeListener failed: not allowed either"));
+    EXPECT_EQ(1u, errors(kRemoved));
 }
 
 TEST_F(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
-    testsupport::LogCapture logs;
     auto listener = makeListener();
     {
-        com::halcyon::deviceconfig::DeviceConfig absent;
+        Facade absent;
+        EXPECT_FALSE(absent.isDeviceConfigAvailable());
         absent.addOnPropertiesChangeListener(kNs, listener);
         absent.removeOnPropertiesChangeListener(listener);  // never registered: nothing to do
     }
@@ -160,7 +187,7 @@ TEST_F(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
     EXPECT_TRUE(logs.withTag("DeviceConfig").empty());
 
     sp<HostDeviceConfigService> service = startService();
-    com::halcyon::deviceconfig::DeviceConfig dc;
+    Facade dc;
     dc.addOnPropertiesChangeListener(kNs, listener);
     EXPECT_TRUE(listener->registered());
     EXPECT_EQ(1u, service->listenerCount(kNs));
@@ -169,66 +196,55 @@ TEST_F(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
     // Again: the same binder goes to the service, and the fixed message is logged.
     dc.addOnPropertiesChangeListener(kNs, listener);
     EXPECT_EQ(1u, service->listenerCount(kNs));
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", kAgain));
+    EXPECT_EQ(1u, errors(kAgain));
     dc.addOnPropertiesChangeListener("other", listener);
     EXPECT_EQ(1u, service->listenerCount("other"));
-    EXPECT_EQ(2u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", kAgain));
+    EXPECT_EQ(2u, errors(kAgain));
 
     dc.removeOnPropertiesChangeListener(listener);
     EXPECT_EQ(0u, service->listenerCount(kNs));
     EXPECT_EQ(0u, service->listenerCount("other"));
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", kRemoved));
+    EXPECT_EQ(1u, errors(kRemoved));
     EXPECT_TRUE(listener->registered());
 }
 
-TEST_F(DeviceConfig, ARepeatedRegistrationWithoutTheServiceStillLogs) {
+TEST_F(DeviceConfig, WithoutTheServiceReadsNothingAndRepeatedRegistrationsStillLog) {
     startService();
-    testsupport::LogCapture logs;
     auto listener = makeListener();
-    com::halcyon::deviceconfig::DeviceConfig dc;
+    Facade dc;
     dc.addOnPropertiesChangeListener(kNs, listener);
     ASSERT_EQ(android::OK, killHostDeviceConfigService());
     ASSERT_TRUE(waitUntil([&] { return !dc.isDeviceConfigAvailable(); }));
 
+    EXPECT_EQ("fallback", dc.getProperties(kNs, {"flag"}).getString("flag", "fallback"));
+    EXPECT_EQ(1u, errors("getProperties: Failed to connect to DeviceConfig service"));
     dc.addOnPropertiesChangeListener(kNs, listener);
     dc.removeOnPropertiesChangeListener(listener);
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", kAgain));
-    EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "DeviceConfig", kRemoved));
+    EXPECT_EQ(1u, errors(kAgain));
+    EXPECT_EQ(1u, errors(kRemoved));
 }
 
-TEST_F(DeviceConfig, DeliversChangesOnABinderThread) {
+TEST_F(DeviceConfig, DeliversChangesOnABinderThreadToAListenerItsOwnerDropped) {
     sp<HostDeviceConfigService> service = startService();
-    auto listener = makeListener();
-    com::halcyon::deviceconfig::DeviceConfig dc;
+    auto listener = std::make_shared<RecordingListener>();
+    std::weak_ptr<RecordingListener> watch = listener;
+    Facade dc;
     dc.addOnPropertiesChangeListener(kNs, listener);
+    listener.reset();
+    ASSERT_FALSE(watch.expired());  // the registration keeps it alive
 
     service->setProperty(kNs, "count", "13");
     service->setProperty("other", "flag", "true");  // not watched
     ASSERT_TRUE(service->removeProperty(kNs, "flag"));
     android::hostbinder::waitForIdle();
 
-    ASSERT_EQ(2u, listener->changes());
-    EXPECT_EQ(13, listener->change(0).getLong("count", 0));
-    EXPECT_EQ((std::vector<std::string>{"count"}), listener->change(0).getKeys());
-    EXPECT_EQ((std::vector<std::string>{"flag"}), listener->change(1).getKeys());
-    EXPECT_NE(std::this_thread::get_id(), listener->thread(0));
+    listener = keepReachable(watch.lock());
+    const std::vector<Properties> changes = listener->changes();
+    ASSERT_EQ(2u, changes.size());
+    EXPECT_EQ(13, changes[0].getLong("count", 0));
+    EXPECT_EQ((std::vector<std::string>{"count"}), changes[0].getKeys());
+    EXPECT_EQ((std::vector<std::string>{"flag"}), changes[1].getKeys());
     EXPECT_TRUE(listener->allOnBinderThreads());
-}
-
-TEST_F(DeviceConfig, AListenerOutlivesItsOwnerOnceRegistered) {
-    sp<HostDeviceConfigService> service = startService();
-    auto listener = std::make_shared<RecordingListener>();
-    std::weak_ptr<RecordingListener> watch = listener;
-    com::halcyon::deviceconfig::DeviceConfig dc;
-    dc.addOnPropertiesChangeListener(kNs, listener);
-    listener.reset();
-    EXPECT_FALSE(watch.expired());
-    service->setProperty(kNs, "count", "14");
-    android::hostbinder::waitForIdle();
-    EXPECT_EQ(1u, watch.lock()->changes());
-    // Reachable from here on, so leak checking does not count the deliberate cycle.
-    static auto* const reachable = new std::shared_ptr<RecordingListener>(watch.lock());
-    (void)reachable;
 }
 
 class PlainListener : public OnPropertiesChangeListener {
@@ -241,7 +257,7 @@ TEST(DeviceConfigDeathTest, AListenerNotOwnedByASharedPointerAborts) {
     EXPECT_DEATH(
             {
                 startService();
-                com::halcyon::deviceconfig::DeviceConfig dc;
+                Facade dc;
                 PlainListener onStack;
                 // Points at the listener without owning it.
                 std::shared_ptr<OnPropertiesChangeListener> unowned(std::shared_ptr<void>(),

@@ -8,9 +8,9 @@
 namespace {
 
 using android::sp;
-using com::halcyon::deviceconfig::aidl::Property;
 using com::halcyon::deviceconfig::host::HostDeviceConfigService;
 
+// The whole-namespace answer and property removal are covered through DeviceConfigTest.
 TEST(HostDeviceConfigService, SeedsFromLinesAndReportsMalformedOnes) {
     testsupport::LogCapture logs;
     sp<HostDeviceConfigService> service = new HostDeviceConfigService();
@@ -37,24 +37,6 @@ TEST(HostDeviceConfigService, SeedsFromLinesAndReportsMalformedOnes) {
                                          ": malformed line, expected namespace/key=value"))
                 << line;
     }
-}
-
-TEST(HostDeviceConfigService, AnEmptyKeyListAnswersTheWholeNamespace) {
-    sp<HostDeviceConfigService> service = new HostDeviceConfigService();
-    service->setProperty("ns", "b", "2");
-    service->setProperty("ns", "a", "1");
-    service->setProperty("other", "c", "3");
-    std::vector<Property> result;
-    ASSERT_TRUE(service->getProperties("ns", {}, &result).isOk());
-    ASSERT_EQ(2u, result.size());
-    EXPECT_EQ("a", result[0].key);
-    EXPECT_EQ("b", result[1].key);
-    ASSERT_TRUE(service->getProperties("ns", {"b", "zz"}, &result).isOk());
-    ASSERT_EQ(1u, result.size());
-    EXPECT_EQ("2", result[0].value);
-    EXPECT_FALSE(service->removeProperty("ns", "zz"));
-    EXPECT_TRUE(service->removeProperty("ns", "b"));
-    EXPECT_EQ(std::nullopt, service->getProperty("ns", "b"));
 }
 
 }  // namespace

@@ -15,26 +15,22 @@ using Tamar::OS::Telemetry::HistoryKey;
 using Tamar::OS::Telemetry::HistoryStore;
 
 constexpr int64_t kExampleNanos = 3723004005006;  // 1 h 2 min 3 s 4 ms 5 us 6 ns
+constexpr int64_t kSecond = 1000000000;
 
-std::string rule() {
-    return "\t" + std::string(168, '-');
-}
+const std::string kRule = "\t" + std::string(168, '-');
+const std::string kHeading = "\t|#\tUSER\tTIME\t\t\tVALUE" + std::string(16, '\t') + "|";
 
-std::string heading() {
-    return "\t|#\tUSER\tTIME\t\t\tVALUE" + std::string(16, '\t') + "|";
-}
-
-std::string header() {
-    return rule() + "\n" + heading() + "\n" + rule() + "\n";
+// The store's name line and the table head that every non-empty dump starts with.
+std::string head(const std::string& name) {
+    return name + "\n" + kRule + "\n" + kHeading + "\n" + kRule + "\n";
 }
 
 TEST(HistoryStoreDump, TimestampFields) {
     HistoryStore<bool> store("s");
     EXPECT_EQ(store.getTimestamp(at(0)), "00:00:00.000.000000000");
     EXPECT_EQ(store.getTimestamp(at(kExampleNanos)), "01:02:03.004.000005006");
-    EXPECT_EQ(store.getTimestamp(at(100LL * 3600 * 1000000000)), "100:00:00.000.000000000");
-    EXPECT_EQ(store.getTimestamp(at(59LL * 60 * 1000000000 + 59999999999LL)),
-              "00:59:59.999.000999999");
+    EXPECT_EQ(store.getTimestamp(at(100 * 3600 * kSecond)), "100:00:00.000.000000000");
+    EXPECT_EQ(store.getTimestamp(at(59 * 60 * kSecond + 59999999999LL)), "00:59:59.999.000999999");
 }
 
 TEST(HistoryStoreDump, EmptyStoreAndFullyExcludedStoreAreTwoLines) {
@@ -47,15 +43,17 @@ TEST(HistoryStoreDump, EmptyStoreAndFullyExcludedStoreAreTwoLines) {
     EXPECT_EQ(store.toString(at(11), at(9)), "Managed Mode\nEMPTY\n");
 }
 
-TEST(HistoryStoreDump, WorkedExampleToTheCharacter) {
+TEST(HistoryStoreDump, WorkedExampleToTheCharacterWithBoolsAsDigits) {
     HistoryStore<bool> store("Local Account Mode");
+    store.insert(at(1), false);
     store.insert(at(kExampleNanos), true);
 
-    const std::string expected =
-            "Local Account Mode\n" + header() + "\t1\t001:02:03.004.000005006\t1\n";
-    EXPECT_EQ(heading().size(), 38u);
-    EXPECT_EQ(rule().size(), 169u);
-    EXPECT_EQ(store.toString(std::nullopt, std::nullopt), expected);
+    EXPECT_EQ(kHeading.size(), 38u);
+    EXPECT_EQ(kRule.size(), 169u);
+    EXPECT_EQ(store.toString(std::nullopt, std::nullopt),
+              head("Local Account Mode") +
+                      "\t1\t000:00:00.000.000000001\t0\n"
+                      "\t2\t001:02:03.004.000005006\t1\n");
 }
 
 TEST(HistoryStoreDump, RowsInKeyOrderWithUserGluedToTime) {
@@ -64,39 +62,29 @@ TEST(HistoryStoreDump, RowsInKeyOrderWithUserGluedToTime) {
     store.insert(HistoryKey{at(kExampleNanos), std::nullopt}, 7);
     store.insert(HistoryKey{at(0), 12u}, 0);
 
-    const std::string expected = "s\n" + header() +
-                                 "\t1\t1200:00:00.000.000000000\t0\n"
-                                 "\t2\t001:02:03.004.000005006\t7\n"
-                                 "\t3\t301:02:03.004.000005006\t-5\n";
-    EXPECT_EQ(store.toString(std::nullopt, std::nullopt), expected);
+    EXPECT_EQ(store.toString(std::nullopt, std::nullopt),
+              head("s") +
+                      "\t1\t1200:00:00.000.000000000\t0\n"
+                      "\t2\t001:02:03.004.000005006\t7\n"
+                      "\t3\t301:02:03.004.000005006\t-5\n");
 }
 
 TEST(HistoryStoreDump, BoundsAreInclusiveAndRowsRestartAtOne) {
     HistoryStore<unsigned int> store("Current User");
-    store.insert(at(1000000000), 1u);
-    store.insert(at(2000000000), std::numeric_limits<unsigned int>::max());
-    store.insert(HistoryKey{at(2000000000), 4u}, 4u);
-    store.insert(at(3000000000), 3u);
+    store.insert(at(1 * kSecond), 1u);
+    store.insert(at(2 * kSecond), std::numeric_limits<unsigned int>::max());
+    store.insert(HistoryKey{at(2 * kSecond), 4u}, 4u);
+    store.insert(at(3 * kSecond), 3u);
 
-    const std::string middle = "Current User\n" + header() +
+    const std::string middle = head("Current User") +
                                "\t1\t000:00:02.000.000000000\t4294967295\n"
                                "\t2\t400:00:02.000.000000000\t4\n";
-    EXPECT_EQ(store.toString(at(2000000000), at(2000000000)), middle);
-    EXPECT_EQ(store.toString(at(1000000001), at(2999999999)), middle);
+    EXPECT_EQ(store.toString(at(2 * kSecond), at(2 * kSecond)), middle);
+    EXPECT_EQ(store.toString(at(1 * kSecond + 1), at(3 * kSecond - 1)), middle);
 
-    const std::string tail = "Current User\n" + header() + "\t1\t000:00:03.000.000000000\t3\n";
-    EXPECT_EQ(store.toString(at(2000000001), std::nullopt), tail);
-    EXPECT_EQ(store.toString(at(3000000000), std::nullopt), tail);
-}
-
-TEST(HistoryStoreDump, BoolValuesPrintAsDigits) {
-    HistoryStore<bool> store("Account Checkpointed");
-    store.insert(at(0), false);
-    store.insert(at(1), true);
-    const std::string expected = "Account Checkpointed\n" + header() +
-                                 "\t1\t000:00:00.000.000000000\t0\n"
-                                 "\t2\t000:00:00.000.000000001\t1\n";
-    EXPECT_EQ(store.toString(std::nullopt, std::nullopt), expected);
+    const std::string tail = head("Current User") + "\t1\t000:00:03.000.000000000\t3\n";
+    EXPECT_EQ(store.toString(at(2 * kSecond + 1), std::nullopt), tail);
+    EXPECT_EQ(store.toString(at(3 * kSecond), std::nullopt), tail);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ using Tamar::OS::Telemetry::HistoryUserId;
 
 constexpr int kWriters = 3;
 constexpr int kInsertsPerWriter = 2000;
+constexpr int64_t kLastNanos = int64_t(kInsertsPerWriter) * kWriters;
 
 // Meant for ThreadSanitizer: every operation of one store at once from several threads.
 TEST(HistoryStoreStress, ConcurrentInsertFindCleanupAndDump) {
@@ -30,40 +31,35 @@ TEST(HistoryStoreStress, ConcurrentInsertFindCleanupAndDump) {
     for (int writer = 0; writer < kWriters; ++writer) {
         threads.emplace_back([&store, writer] {
             for (int i = 0; i < kInsertsPerWriter; ++i) {
-                const HistoryUserId user =
-                        (i % 3 == 0) ? HistoryUserId{} : HistoryUserId{unsigned(writer)};
+                const HistoryUserId user = i % 3 == 0 ? HistoryUserId{} : unsigned(writer);
                 store.insert(HistoryKey{at(int64_t(i) * kWriters + writer), user}, i);
                 if (i % 100 == 0) store.insert(i);  // stamped with the steady clock
             }
         });
     }
-    threads.emplace_back([&] {
-        while (!writersDone.load()) {
-            const auto found = store.find(at(int64_t(kInsertsPerWriter) * kWriters), 1u);
-            if (found.has_value()) {
-                EXPECT_GE(*found, 0);
-            }
-            (void)store.get(2u);
-        }
+    // Readers and maintainers loop until the writers are done.
+    auto untilDone = [&](auto body) {
+        threads.emplace_back([&, body] {
+            while (!writersDone.load()) body();
+        });
+    };
+    untilDone([&] {
+        EXPECT_GE(store.find(at(kLastNanos), 1u).value_or(0), 0);
+        (void)store.get(2u);
     });
-    threads.emplace_back([&] {
-        while (!writersDone.load()) {
-            store.cleanup(at(int64_t(kInsertsPerWriter) * kWriters / 2), 1);
-            (void)store.size();
-        }
+    untilDone([&] {
+        store.cleanup(at(kLastNanos / 2), 1);
+        (void)store.size();
     });
-    threads.emplace_back([&] {
-        while (!writersDone.load()) (void)store.toString(std::nullopt, std::nullopt);
-    });
+    untilDone([&] { (void)store.toString(std::nullopt, std::nullopt); });
 
     for (int writer = 0; writer < kWriters; ++writer) threads[writer].join();
     writersDone.store(true);
     for (size_t i = kWriters; i < threads.size(); ++i) threads[i].join();
 
     // Whatever the interleaving, each user kept its newest entry.
-    for (unsigned int user = 1; user < kWriters; ++user) {
-        EXPECT_TRUE(store.find(at(int64_t(kInsertsPerWriter) * kWriters), user).has_value());
-    }
+    for (unsigned int user = 1; user < kWriters; ++user)
+        EXPECT_TRUE(store.find(at(kLastNanos), user).has_value());
     store.cleanup(std::chrono::steady_clock::time_point::max(), 1);
     EXPECT_EQ(store.size(), size_t(kWriters) + 1);  // one per user plus the user-less group
 }
@@ -72,20 +68,15 @@ TEST(HistoryStoreStress, ManagerCreatesWhileCleaningAndDumping) {
     HistoryStoreManager manager;
     std::atomic<bool> done{false};
     std::thread creator([&] {
-        for (int i = 0; i < 200; ++i) {
-            auto store = manager.createHistoryStore<unsigned int>("user", 1);
-            store->insert(at(i), unsigned(i));
-        }
+        for (int i = 0; i < 200; ++i)
+            manager.createHistoryStore<unsigned int>("user", 1)->insert(at(i), unsigned(i));
         done.store(true);
     });
-    std::thread maintainer([&] {
-        while (!done.load()) {
-            manager.cleanup(1, at(0));
-            (void)manager.dump();
-        }
-    });
+    while (!done.load()) {
+        manager.cleanup(1, at(0));
+        (void)manager.dump();
+    }
     creator.join();
-    maintainer.join();
     EXPECT_EQ(manager.registry().size(), 200u);
 }
 

@@ -42,16 +42,13 @@ TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
             // Every child opens the file itself, so the set-up of a new database races too.
             SORRELKeyValueStorageStrategy strategy(dir.path(), std::chrono::milliseconds(5000));
             int failures = 0;
+            auto put = [&](const std::string& key, const std::string& value) {
+                if (!strategy.write(Store::Shared, kName, key, value)) ++failures;
+            };
             for (int i = 0; i < kKeysPerChild; ++i) {
-                failures +=
-                        strategy.write(Store::Shared, kName, keyFor(child, i), "pending") ? 0 : 1;
-                failures += strategy.write(Store::Shared, kName, keyFor(child, i),
-                                           finalValueFor(child, i))
-                                    ? 0
-                                    : 1;
-                failures += strategy.write(Store::Shared, kName, "shared", finalValueFor(child, i))
-                                    ? 0
-                                    : 1;
+                put(keyFor(child, i), "pending");
+                put(keyFor(child, i), finalValueFor(child, i));
+                put("shared", finalValueFor(child, i));
             }
             return failures > 100 ? 100 : failures;
         }));
@@ -63,11 +60,9 @@ TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
         EXPECT_EQ(keyvaluetest::waitForChild(pid), 0) << "failed writes in child " << pid;
 
     SORRELKeyValueStorageStrategy reader(dir.path());
-    for (int child = 0; child < kChildren; ++child) {
-        for (int i = 0; i < kKeysPerChild; ++i) {
+    for (int child = 0; child < kChildren; ++child)
+        for (int i = 0; i < kKeysPerChild; ++i)
             EXPECT_EQ(reader.read(Store::Shared, kName, keyFor(child, i)), finalValueFor(child, i));
-        }
-    }
     const auto shared = reader.read(Store::Shared, kName, "shared");
     ASSERT_TRUE(shared.has_value());
     bool isSomeLastWrite = false;

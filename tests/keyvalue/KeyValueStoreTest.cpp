@@ -17,51 +17,38 @@ using keyvaluetest::TemporaryStoreDirectory;
 
 constexpr const char* kName = "telemetry_service_settings";
 
-TEST(SORRELKeyValueStorageStrategyTest, RoundTripsOverwritesAndKeepsStoresAndNamesApart) {
-    TemporaryStoreDirectory dir;
-    SORRELKeyValueStorageStrategy strategy(dir.path());
-
-    EXPECT_FALSE(strategy.read(Store::Shared, kName, "loglevel").has_value());
-    ASSERT_TRUE(strategy.write(Store::Shared, kName, "loglevel", "3"));
-    ASSERT_TRUE(strategy.write(Store::Shared, kName, "loglevel", "4"));
-    ASSERT_TRUE(strategy.write(Store::Local, kName, "loglevel", "local"));
-    ASSERT_TRUE(strategy.write(Store::Shared, "other", "loglevel", "other"));
-
-    EXPECT_EQ(strategy.read(Store::Shared, kName, "loglevel"), "4");
-    EXPECT_EQ(strategy.read(Store::Local, kName, "loglevel"), "local");
-    EXPECT_EQ(strategy.read(Store::Shared, "other", "loglevel"), "other");
-    EXPECT_FALSE(strategy.read(Store::User, kName, "loglevel").has_value());
+std::optional<std::string> readBack(const std::string& directory, const std::string& key) {
+    return SORRELKeyValueStorageStrategy(directory).read(Store::Shared, kName, key);
 }
 
-TEST(SORRELKeyValueStorageStrategyTest, KeepsEmptyAndBinaryValuesExactly) {
+TEST(SORRELKeyValueStorageStrategyTest, RoundTripsExactValuesAndKeepsStoresAndNamesApart) {
     TemporaryStoreDirectory dir;
-    SORRELKeyValueStorageStrategy strategy(dir.path());
     const std::string binary("a\0b\xff\n", 5);
-
-    ASSERT_TRUE(strategy.write(Store::Shared, kName, "empty", ""));
-    ASSERT_TRUE(strategy.write(Store::Shared, kName, "binary", binary));
-    ASSERT_TRUE(strategy.write(Store::Shared, kName, "", "empty key"));
-
-    EXPECT_EQ(strategy.read(Store::Shared, kName, "empty"), "");
-    EXPECT_EQ(strategy.read(Store::Shared, kName, "binary"), binary);
-    EXPECT_EQ(strategy.read(Store::Shared, kName, ""), "empty key");
-}
-
-TEST(SORRELKeyValueStorageStrategyTest, ValuesSurviveReopening) {
-    TemporaryStoreDirectory dir;
     {
-        SORRELKeyValueStorageStrategy writer(dir.path());
-        ASSERT_TRUE(writer.write(Store::Shared, kName, "timedistance", "-42"));
+        SORRELKeyValueStorageStrategy strategy(dir.path());
+        EXPECT_FALSE(strategy.read(Store::Shared, kName, "loglevel").has_value());
+        ASSERT_TRUE(strategy.write(Store::Shared, kName, "loglevel", "3"));
+        ASSERT_TRUE(strategy.write(Store::Shared, kName, "loglevel", "4"));
+        ASSERT_TRUE(strategy.write(Store::Local, kName, "loglevel", "local"));
+        ASSERT_TRUE(strategy.write(Store::Shared, "other", "loglevel", "other"));
+        ASSERT_TRUE(strategy.write(Store::Shared, kName, "empty", ""));
+        ASSERT_TRUE(strategy.write(Store::Shared, kName, "binary", binary));
+        ASSERT_TRUE(strategy.write(Store::Shared, kName, "", "empty key"));
+        EXPECT_EQ(strategy.read(Store::Local, kName, "loglevel"), "local");
+        EXPECT_EQ(strategy.read(Store::Shared, "other", "loglevel"), "other");
+        EXPECT_FALSE(strategy.read(Store::User, kName, "loglevel").has_value());
     }
-    SORRELKeyValueStorageStrategy reader(dir.path());
-    EXPECT_EQ(reader.read(Store::Shared, kName, "timedistance"), "-42");
+    // A fresh connection sees everything: the values are durable.
+    EXPECT_EQ(readBack(dir.path(), "loglevel"), "4");
+    EXPECT_EQ(readBack(dir.path(), "empty"), "");
+    EXPECT_EQ(readBack(dir.path(), "binary"), binary);
+    EXPECT_EQ(readBack(dir.path(), ""), "empty key");
 }
 
 TEST(SORRELKeyValueStorageStrategyTest, CreatesMissingParentsPrivately) {
     TemporaryStoreDirectory dir;
     const std::string nested = dir.path() + "/a/b/store";
-    SORRELKeyValueStorageStrategy strategy(nested);
-    ASSERT_TRUE(strategy.write(Store::Shared, kName, "k", "v"));
+    ASSERT_TRUE(SORRELKeyValueStorageStrategy(nested).write(Store::Shared, kName, "k", "v"));
 
     for (const std::string& created : {dir.path() + "/a", dir.path() + "/a/b", nested}) {
         struct stat info {};
@@ -72,33 +59,21 @@ TEST(SORRELKeyValueStorageStrategyTest, CreatesMissingParentsPrivately) {
 
 TEST(SORRELKeyValueStorageStrategyTest, DirectoryComesFromTheEnvironmentInOrder) {
     TemporaryStoreDirectory dir;
+    auto writeThroughDefault = [](const char* value) {
+        ASSERT_TRUE(SORRELKeyValueStorageStrategy().write(Store::Shared, kName, "k", value));
+    };
     setenv("KEYVALUE_STORE_DIR", (dir.path() + "/explicit").c_str(), 1);
     setenv("XDG_STATE_HOME", (dir.path() + "/xdg").c_str(), 1);
     setenv("HOME", (dir.path() + "/home").c_str(), 1);
-    {
-        SORRELKeyValueStorageStrategy strategy;
-        ASSERT_TRUE(strategy.write(Store::Shared, kName, "k", "explicit"));
-    }
+    writeThroughDefault("explicit");
     unsetenv("KEYVALUE_STORE_DIR");
-    {
-        SORRELKeyValueStorageStrategy strategy;
-        ASSERT_TRUE(strategy.write(Store::Shared, kName, "k", "xdg"));
-    }
-    // A relative XDG_STATE_HOME is not a valid setting and is ignored.
-    setenv("XDG_STATE_HOME", "relative/state", 1);
-    {
-        SORRELKeyValueStorageStrategy strategy;
-        ASSERT_TRUE(strategy.write(Store::Shared, kName, "k", "home"));
-    }
-    EXPECT_EQ(
-            SORRELKeyValueStorageStrategy(dir.path() + "/explicit").read(Store::Shared, kName, "k"),
-            "explicit");
-    EXPECT_EQ(SORRELKeyValueStorageStrategy(dir.path() + "/xdg/halcyon-keyvalue")
-                      .read(Store::Shared, kName, "k"),
-              "xdg");
-    EXPECT_EQ(SORRELKeyValueStorageStrategy(dir.path() + "/home/.local/state/halcyon-keyvalue")
-                      .read(Store::Shared, kName, "k"),
-              "home");
+    writeThroughDefault("xdg");
+    setenv("XDG_STATE_HOME", "relative/state", 1);  // not a valid setting, so ignored
+    writeThroughDefault("home");
+
+    EXPECT_EQ(readBack(dir.path() + "/explicit", "k"), "explicit");
+    EXPECT_EQ(readBack(dir.path() + "/xdg/halcyon-keyvalue", "k"), "xdg");
+    EXPECT_EQ(readBack(dir.path() + "/home/.local/state/halcyon-keyvalue", "k"), "home");
 }
 
 TEST(StorageCacheTest, SeesWritesMadeThroughAnotherConnection) {
@@ -116,13 +91,11 @@ TEST(StorageCacheTest, ThreadsShareOneCacheSafely) {
     TemporaryStoreDirectory dir;
     auto cache = std::make_shared<StorageCache>(
             std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
-    constexpr int kThreads = 4;
-    constexpr int kWrites = 25;
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
+    for (int t = 0; t < 4; ++t) {
         threads.emplace_back([cache, t] {
             KeyValueDispatch dispatch(Store::Shared, kName, cache);
-            for (int i = 0; i < kWrites; ++i) {
+            for (int i = 0; i < 25; ++i) {
                 const std::string key = "t" + std::to_string(t) + "-" + std::to_string(i);
                 EXPECT_TRUE(dispatch.setValue(key, std::to_string(i)));
                 EXPECT_EQ(dispatch.getValue(key, "missing"), std::to_string(i));

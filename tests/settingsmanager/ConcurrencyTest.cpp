@@ -1,6 +1,9 @@
 #include "ManagerTestSupport.h"
 
+#include <telemetry/settingsmanager/LockContention.h>
+
 #include <chrono>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -8,6 +11,59 @@ namespace settingsmanagertest {
 namespace {
 
 using namespace std::chrono_literals;
+using Tamar::OS::Telemetry::setMaxLockContentionForTesting;
+
+// Holds the sync lock inside its first initializeGKs until released, as a stuck
+// synchronisation would.
+struct StuckManager : TestableManager {
+    StuckManager()
+        : TestableManager(std::make_shared<FakeSettingsService>(),
+                          std::make_shared<FakeStorageCache>(), log) {
+        logProbes = false;
+        setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
+    }
+    bool initializeGKs() override {
+        if (!enteredOnce.exchange(true)) {
+            entered.set_value();
+            release.get_future().wait();
+        }
+        return true;
+    }
+
+    FakeSettingsService log;
+    std::atomic<bool> enteredOnce{false};
+    std::promise<void> entered, release;
+};
+
+TEST(LockContentionDeathTest, WaitingBeyondTheLimitForTheSyncLockAborts) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+            {
+                setMaxLockContentionForTesting(100ms);
+                StuckManager m;
+                std::thread holder([&m] { m.syncSettings(); });
+                m.entered.get_future().wait();
+                m.isTelemetryEnabled();  // waits for the held sync lock
+                m.release.set_value();
+                holder.join();
+            },
+            "Max contention period limit \\(60 sec\\.\\) is reached\\. "
+            "TelemetrySettingsManager::syncSettings is failed\\.");
+}
+
+TEST(LockContentionDeathTest, AWaitWithinTheLimitSucceeds) {
+    setMaxLockContentionForTesting(30s);
+    StuckManager m;
+    std::thread holder([&m] { m.syncSettings(); });
+    m.entered.get_future().wait();
+    std::thread releaser([&m] {
+        std::this_thread::sleep_for(50ms);
+        m.release.set_value();
+    });
+    EXPECT_TRUE(m.syncSettings());
+    releaser.join();
+    holder.join();
+}
 
 // Readers on several threads while change callbacks and the first synchronisation run.
 // What is checked is that every answer is one the settings ever held (and, under the

@@ -10,38 +10,56 @@
 namespace settingsmanagertest {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr char kKestrelStoreKey[] = "telemetry_kestrel_device_id";
-constexpr char kKestrelFailure[] = "Failed to cache generated kestrel ID to kvstore";
 
 bool isLowerCaseUuid(const std::string& text) {
     static const std::regex uuid("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}");
     return std::regex_match(text, uuid);
 }
 
+// Both identifiers come only from the settings service (never the store), an empty one counts
+// as absent, and once known neither a notification nor a refresh replaces them.
+TEST_F(ManagerTest, IdentifiersAreAppliedWhenForwardedAndAreWriteOnce) {
+    settings->putString("device_ent_id", "");
+    syncAndClear();
+    ASSERT_EQ(manager->getTelemetryDeviceId(), std::nullopt);
+    const auto generated = manager->getKestrelDeviceId();
+    ASSERT_TRUE(generated.has_value());
+
+    settings->putString("device_ent_id", "X");
+    manager->onSettingChange("device_ent_id");
+    EXPECT_EQ(manager->getTelemetryDeviceId(), "X");
+
+    settings->putString("device_ent_id", "Y");
+    settings->putString("kestrel_device_id", "other");
+    manager->onSettingChange("device_ent_id");
+    manager->onSettingChange("kestrel_device_id");
+    manager->getAndSetTelemetryDeviceId();
+    EXPECT_EQ(manager->getTelemetryDeviceId(), "X");
+    EXPECT_EQ(manager->getKestrelDeviceId(), generated);
+    EXPECT_THAT(cache->calls(), IsEmpty());
+}
+
 TEST_F(ManagerTest, KestrelIdFromTheSettingsServiceWinsAndLeavesTheStoreAlone) {
     settings->putString("kestrel_device_id", "abc");
-    cache->put(Store::Shared, kStoreName, kKestrelStoreKey, "stored");
+    store(kKestrelStoreKey, "stored");
     EXPECT_EQ(manager->getKestrelDeviceId(), "abc");
     for (auto& call : cache->calls()) EXPECT_NE(call.key, kKestrelStoreKey) << call.operation;
     EXPECT_THAT(settings->keysOf("setString"), IsEmpty());
 }
 
-TEST_F(ManagerTest, StoredKestrelIdIsPublishedAndCached) {
-    cache->put(Store::Shared, kStoreName, kKestrelStoreKey, "stored-id");
-    EXPECT_EQ(manager->getKestrelDeviceId(), "stored-id");
-    EXPECT_EQ(settings->value("kestrel_device_id"), FakeSettingsService::Value("stored-id"));
-    EXPECT_EQ(cache->countCalls("set"), 0u);
-}
-
-TEST_F(ManagerTest, WithNoKestrelIdAnywhereANewOneIsStoredPublishedAndCached) {
+TEST_F(ManagerTest, WithNoKestrelIdAnywhereANewRandomUuidIsStoredPublishedAndCached) {
     const auto id = manager->getKestrelDeviceId();
     ASSERT_TRUE(id.has_value());
     EXPECT_TRUE(isLowerCaseUuid(*id)) << *id;
     EXPECT_EQ(stored(kKestrelStoreKey), id);
     EXPECT_EQ(settings->value("kestrel_device_id"), FakeSettingsService::Value(*id));
+    std::set<std::string> ids{*id};
+    for (int i = 0; i < 63; ++i) ids.insert(manager->generateKestrelId());
+    for (auto& each : ids) EXPECT_TRUE(isLowerCaseUuid(each)) << each;
+    EXPECT_EQ(ids.size(), 64u);  // distinct
 
     // Write-once: a further refresh asks nobody and changes nothing.
     settings->clearCalls();
@@ -56,15 +74,14 @@ TEST_F(ManagerTest, StoreRefusingTheGeneratedKestrelIdLogsAndCachesNothing) {
     testsupport::LogCapture logs;
     cache->refuseWrites(true);
     EXPECT_EQ(manager->getKestrelDeviceId(), std::nullopt);
-    EXPECT_EQ(logs.count(ANDROID_LOG_ERROR, "telemetry", kKestrelFailure), 1u);
+    EXPECT_EQ(logs.count(ANDROID_LOG_ERROR, "telemetry",
+                         "Failed to cache generated kestrel ID to kvstore"),
+              1u);
     EXPECT_THAT(settings->keysOf("setString"), IsEmpty());
     EXPECT_EQ(stored(kKestrelStoreKey), std::nullopt);
 
     // The next refresh generates a different id and, with the store back, keeps it.
-    std::string firstAttempt;
-    for (auto& call : cache->calls()) {
-        if (call.operation == "set") firstAttempt = call.value;
-    }
+    const std::string firstAttempt = cache->calls().back().value;  // the refused write
     cache->refuseWrites(false);
     manager->getAndSetKestrelDeviceId();
     const auto id = manager->getKestrelDeviceId();
@@ -73,6 +90,7 @@ TEST_F(ManagerTest, StoreRefusingTheGeneratedKestrelIdLogsAndCachesNothing) {
     EXPECT_EQ(stored(kKestrelStoreKey), id);
 }
 
+// Also the path of an id found only in the store: published, cached, not regenerated.
 TEST_F(ManagerTest, SettingsServiceRefusingTheKestrelIdCachesNothingAndRetriesTheStoredId) {
     settings->refuseSetString(true);
     EXPECT_EQ(manager->getKestrelDeviceId(), std::nullopt);
@@ -84,34 +102,6 @@ TEST_F(ManagerTest, SettingsServiceRefusingTheKestrelIdCachesNothingAndRetriesTh
     EXPECT_EQ(manager->getKestrelDeviceId(), storedId);
     EXPECT_EQ(settings->value("kestrel_device_id"), FakeSettingsService::Value(*storedId));
     EXPECT_EQ(cache->countCalls("set"), 1u);  // published again, not regenerated
-}
-
-TEST_F(ManagerTest, TelemetryDeviceIdIsReadOnlyFromTheSettingsService) {
-    settings->putString("device_ent_id", "X");
-    EXPECT_EQ(manager->getTelemetryDeviceId(), "X");
-    for (auto& call : cache->calls()) EXPECT_NE(call.key, "device_ent_id");
-    settings->putString("device_ent_id", "Y");
-    manager->getAndSetTelemetryDeviceId();
-    EXPECT_EQ(manager->getTelemetryDeviceId(), "X");
-}
-
-TEST_F(ManagerTest, EmptyTelemetryDeviceIdCountsAsAbsent) {
-    settings->putString("device_ent_id", "");
-    EXPECT_EQ(manager->getTelemetryDeviceId(), std::nullopt);
-    settings->putString("device_ent_id", "later");
-    manager->onSettingChange("device_ent_id");
-    EXPECT_EQ(manager->getTelemetryDeviceId(), "later");
-}
-
-TEST_F(ManagerTest, GeneratedKestrelIdsAreDistinctLowerCaseUuids) {
-    std::set<std::string> ids;
-    for (int i = 0; i < 64; ++i) {
-        const std::string id = manager->generateKestrelId();
-        EXPECT_EQ(id.size(), 36u);
-        EXPECT_TRUE(isLowerCaseUuid(id)) << id;
-        ids.insert(id);
-    }
-    EXPECT_EQ(ids.size(), 64u);
 }
 
 }  // namespace

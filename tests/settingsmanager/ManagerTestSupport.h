@@ -10,18 +10,40 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace settingsmanagertest {
 
 using Tamar::OS::Telemetry::HistoryStoreManager;
+using Tamar::OS::Telemetry::ITelemetrySettingsManager;
 using Tamar::OS::Telemetry::TelemetrySettingsManager;
 using testsupport::FakeSettingsService;
 using testsupport::FakeStorageCache;
 
 inline constexpr char kStoreName[] = "telemetry_service_settings";
+
+inline auto now() {
+    return std::chrono::steady_clock::now();
+}
+
+// What every synchronising reader except the kestrel id answers when nothing was synchronised
+// or nothing was set.
+inline void expectDefaults(ITelemetrySettingsManager& manager) {
+    const auto t = now();
+    EXPECT_FALSE(manager.isTelemetryEnabled());
+    EXPECT_EQ(manager.getTelemetryDeviceId(), std::nullopt);
+    EXPECT_EQ(manager.getTelemetryManagedMode(t, 3u), -1);
+    EXPECT_FALSE(manager.getTelemetryLocalAccountModeEnabled(t, std::nullopt));
+    EXPECT_EQ(manager.getTelemetryLogLevel(), 0);
+    EXPECT_FALSE(manager.isVerboseEnabled());
+    EXPECT_FALSE(manager.getAccountCheckpointed(t));
+    EXPECT_EQ(manager.getCurrentUser(t), 0u);
+    EXPECT_TRUE(manager.getIsNuxCompleted());
+}
 
 // A storage cache whose calls also land in the settings fake's log, so that one log shows
 // the order of every external call.
@@ -54,7 +76,7 @@ public:
     std::atomic<bool> preferencesServiceRunning{true};
     std::atomic<bool> historyGate{false};
     std::atomic<int> initializeGKsCalls{0};
-    std::atomic<bool> logProbes{true};
+    std::atomic<bool> logProbes{true};  // off where the log would grow without bound
 
     bool isServiceRunning(const char* name) override {
         if (logProbes) log_.record(std::string("isServiceRunning ") + name);
@@ -76,12 +98,12 @@ private:
 
 class ManagerTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        settings = std::make_shared<FakeSettingsService>();
-        cache = std::make_shared<OrderedStorageCache>(*settings);
-        manager = std::make_unique<TestableManager>(settings, cache, *settings);
-        histories = std::make_shared<HistoryStoreManager>();
-        manager->setHistoryStoreManager(histories);
+    void SetUp() override { manager = makeManager(); }
+
+    std::unique_ptr<TestableManager> makeManager() {
+        auto m = std::make_unique<TestableManager>(settings, cache, *settings);
+        m->setHistoryStoreManager(histories);
+        return m;
     }
 
     // Synchronises, then forgets the calls it made.
@@ -91,23 +113,25 @@ protected:
         cache->clearCalls();
     }
 
-    // Number of entries in the history registered under `name` (the newest such store).
-    size_t historySize(const std::string& name) const {
-        size_t size = 0;
-        for (auto& [store, keep] : histories->registry()) {
-            if (store->name() == name) size = store->size();
-        }
-        return size;
+    // Entry counts of the account-state histories, in registration order: Account Checkpointed,
+    // Current User, Local Account Mode, Managed Mode.
+    std::vector<size_t> historySizes() const {
+        std::vector<size_t> sizes;
+        for (auto& [store, keep] : histories->registry()) sizes.push_back(store->size());
+        return sizes;
     }
 
     std::optional<std::string> stored(const std::string& key) const {
         return cache->stored(Store::Shared, kStoreName, key);
     }
+    void store(const std::string& key, const std::string& value) {
+        cache->put(Store::Shared, kStoreName, key, value);
+    }
 
-    std::shared_ptr<FakeSettingsService> settings;
-    std::shared_ptr<OrderedStorageCache> cache;
+    std::shared_ptr<FakeSettingsService> settings = std::make_shared<FakeSettingsService>();
+    std::shared_ptr<OrderedStorageCache> cache = std::make_shared<OrderedStorageCache>(*settings);
+    std::shared_ptr<HistoryStoreManager> histories = std::make_shared<HistoryStoreManager>();
     std::unique_ptr<TestableManager> manager;
-    std::shared_ptr<HistoryStoreManager> histories;
 };
 
 }  // namespace settingsmanagertest

@@ -2,135 +2,100 @@
 
 #include <LogCapture.h>
 
-#include <gmock/gmock.h>
+#include <cstdint>
 
 namespace settingsmanagertest {
 namespace {
 
-using ::testing::UnorderedElementsAre;
+// Every stored preference seen as an integer, so that one table covers them all. The first
+// three are read from the store on every call without synchronising; the log level and the
+// verbose switch once, at synchronisation.
+enum Pref { Clock, CacheTime, Distance, Level, Verbose };
+const char* const kKeys[] = {"clockadjusted", "adjustedcachetime", "timedistance", "loglevel",
+                             "logcatlevel"};
 
-TEST_F(ManagerTest, LogLevelIsStoredAsDecimalAndCachedOnlyAfterAWrite) {
-    EXPECT_TRUE(manager->setTelemetryLogLevel(3));
-    EXPECT_EQ(stored("loglevel"), "3");
-    EXPECT_EQ(manager->getTelemetryLogLevel(), 3);
+using M = TelemetrySettingsManager;
+int64_t (*const kGet[])(M&) = {[](M& m) -> int64_t { return m.getTelemetryClockAdjusted(); },
+                               [](M& m) -> int64_t { return m.getTelemetryAdjustedCacheTime(); },
+                               [](M& m) -> int64_t { return m.getTelemetryTimeDistance(); },
+                               [](M& m) -> int64_t { return m.getTelemetryLogLevel(); },
+                               [](M& m) -> int64_t { return m.isVerboseEnabled(); }};
+bool (*const kSet[])(M&, int64_t) = {
+        [](M& m, int64_t v) { return m.setTelemetryClockAdjusted(v != 0); },
+        [](M& m, int64_t v) { return m.setTelemetryAdjustedCacheTime(v != 0); },
+        [](M& m, int64_t v) { return m.setTelemetryTimeDistance(v); },
+        [](M& m, int64_t v) { return m.setTelemetryLogLevel(static_cast<int>(v)); },
+        [](M& m, int64_t v) { return m.setVerboseEnabled(v != 0); }};
 
-    EXPECT_TRUE(manager->setTelemetryLogLevel(-12));
-    EXPECT_EQ(stored("loglevel"), "-12");
-    EXPECT_EQ(manager->getTelemetryLogLevel(), -12);
+TEST_F(ManagerTest, PreferencesAreWrittenInTheirEncodingAndReadBackOnlyAfterAWrite) {
+    for (Pref p : {Clock, CacheTime, Distance, Level, Verbose}) EXPECT_EQ(kGet[p](*manager), 0);
+    manager->initializeGKsCalls = 0;
+
+    const struct {
+        Pref pref;
+        int64_t value;
+        const char* text;
+    } writes[] = {{Distance, 9000000000L, "9000000000"},
+                  {Clock, 1, "1"},
+                  {Clock, 0, "0"},
+                  {CacheTime, 1, "1"},
+                  {CacheTime, 0, "0"},
+                  {Level, -12, "-12"},
+                  {Verbose, 1, "verbose"},
+                  {Verbose, 0, ""}};
+    for (const auto& w : writes) {
+        SCOPED_TRACE(w.text);
+        cache->clearCalls();
+        EXPECT_TRUE(kSet[w.pref](*manager, w.value));
+        EXPECT_EQ(stored(kKeys[w.pref]), w.text);
+        EXPECT_EQ(kGet[w.pref](*manager), w.value);
+        for (auto& call : cache->calls()) EXPECT_EQ(call.key, kKeys[w.pref]) << call.operation;
+        EXPECT_TRUE(w.pref >= Level || manager->initializeGKsCalls == 0);
+    }
 
     cache->refuseWrites(true);
-    EXPECT_FALSE(manager->setTelemetryLogLevel(9));
-    EXPECT_EQ(manager->getTelemetryLogLevel(), -12);
-    EXPECT_EQ(stored("loglevel"), "-12");
-}
-
-TEST_F(ManagerTest, StoredLogLevelIsParsedLikeAtoi) {
-    for (auto [text, level] : {std::pair{"abc", 0}, {"7", 7}, {"12abc", 12}, {" -4", -4}, {"", 0}}) {
-        auto m = std::make_unique<TestableManager>(settings, cache, *settings);
-        m->setHistoryStoreManager(histories);
-        cache->put(Store::Shared, kStoreName, "loglevel", text);
-        EXPECT_EQ(m->getTelemetryLogLevel(), level) << '"' << text << '"';
+    for (Pref p : {Clock, CacheTime, Distance, Level, Verbose}) {
+        const auto before = kGet[p](*manager);
+        const auto text = stored(kKeys[p]);
+        EXPECT_FALSE(kSet[p](*manager, before == 0)) << kKeys[p];
+        EXPECT_EQ(kGet[p](*manager), before) << kKeys[p];
+        EXPECT_EQ(stored(kKeys[p]), text) << kKeys[p];
     }
 }
 
-TEST_F(ManagerTest, VerboseSwitchLivesUnderLogcatLevelAndOnlyExactVerboseIsOn) {
-    EXPECT_TRUE(manager->setVerboseEnabled(true));
-    EXPECT_EQ(stored("logcatlevel"), "verbose");
-    EXPECT_TRUE(manager->isVerboseEnabled());
-    EXPECT_EQ(stored("loglevel"), std::nullopt);  // independent of the numeric level
-
-    EXPECT_TRUE(manager->setVerboseEnabled(false));
-    EXPECT_EQ(stored("logcatlevel"), "");
-    EXPECT_FALSE(manager->isVerboseEnabled());
-
-    cache->refuseWrites(true);
-    EXPECT_FALSE(manager->setVerboseEnabled(true));
-    EXPECT_FALSE(manager->isVerboseEnabled());
-
-    for (const char* text : {"VERBOSE", "verbose ", "verb", "1"}) {
-        auto m = std::make_unique<TestableManager>(settings, cache, *settings);
-        m->setHistoryStoreManager(histories);
-        cache->put(Store::Shared, kStoreName, "logcatlevel", text);
-        EXPECT_FALSE(m->isVerboseEnabled()) << text;
+// Numbers are parsed like atoi/atol; only the exact "verbose" is on. A store-read preference
+// sees another writer of the store at once.
+TEST_F(ManagerTest, StoredPreferencesAreParsedLeniently) {
+    const struct {
+        Pref pref;
+        const char* text;
+        int64_t value;
+    } reads[] = {{Level, "abc", 0},        {Level, "12abc", 12},    {Level, " -4", -4},
+                 {Level, "", 0},           {Verbose, "verbose", 1}, {Verbose, "VERBOSE", 0},
+                 {Verbose, "verbose ", 0}, {Verbose, "1", 0},       {Clock, "2", 1},
+                 {Clock, "yes", 0},        {CacheTime, "-1", 1},    {CacheTime, "yes", 0},
+                 {Distance, "-7", -7},     {Distance, "junk", 0}};
+    for (const auto& r : reads) {
+        store(kKeys[r.pref], r.text);
+        auto fresh = r.pref >= Level ? makeManager() : nullptr;
+        EXPECT_EQ(kGet[r.pref](fresh ? *fresh : *manager), r.value)
+                << kKeys[r.pref] << " \"" << r.text << '"';
     }
-}
-
-TEST_F(ManagerTest, ClockCorrectionFlagsAreReadFromTheStoreOnEveryCall) {
-    struct Flag {
-        const char* key;
-        bool (TelemetrySettingsManager::*get)();
-        bool (TelemetrySettingsManager::*set)(bool);
-    };
-    for (const Flag& f :
-         {Flag{"clockadjusted", &TelemetrySettingsManager::getTelemetryClockAdjusted,
-               &TelemetrySettingsManager::setTelemetryClockAdjusted},
-          Flag{"adjustedcachetime", &TelemetrySettingsManager::getTelemetryAdjustedCacheTime,
-               &TelemetrySettingsManager::setTelemetryAdjustedCacheTime}}) {
-        SCOPED_TRACE(f.key);
-        EXPECT_FALSE((*manager.*f.get)());
-        EXPECT_TRUE((*manager.*f.set)(true));
-        EXPECT_EQ(stored(f.key), "1");
-        EXPECT_TRUE((*manager.*f.get)());
-        EXPECT_TRUE((*manager.*f.set)(false));
-        EXPECT_EQ(stored(f.key), "0");
-        EXPECT_FALSE((*manager.*f.get)());
-
-        // Another writer of the store is seen at once; any non-zero number is true.
-        cache->put(Store::Shared, kStoreName, f.key, "2");
-        EXPECT_TRUE((*manager.*f.get)());
-        cache->put(Store::Shared, kStoreName, f.key, "yes");
-        EXPECT_FALSE((*manager.*f.get)());
-
-        cache->refuseWrites(true);
-        EXPECT_FALSE((*manager.*f.set)(true));
-        cache->refuseWrites(false);
-    }
-    // None of them synchronises.
     EXPECT_EQ(manager->initializeGKsCalls, 0);
 }
 
-TEST_F(ManagerTest, TimeDistanceIsASigned64BitDecimal) {
-    EXPECT_EQ(manager->getTelemetryTimeDistance(), 0);
-    EXPECT_TRUE(manager->setTelemetryTimeDistance(-7));
-    EXPECT_EQ(stored("timedistance"), "-7");
-    EXPECT_EQ(manager->getTelemetryTimeDistance(), -7);
-    EXPECT_TRUE(manager->setTelemetryTimeDistance(9000000000L));
-    EXPECT_EQ(manager->getTelemetryTimeDistance(), 9000000000L);
-    cache->put(Store::Shared, kStoreName, "timedistance", "junk");
-    EXPECT_EQ(manager->getTelemetryTimeDistance(), 0);
-    cache->refuseWrites(true);
-    EXPECT_FALSE(manager->setTelemetryTimeDistance(5));
-    EXPECT_EQ(manager->initializeGKsCalls, 0);
-}
-
-TEST_F(ManagerTest, EventNameFilterHoldsEachNameOnce) {
-    manager->clearTelemetryEventNameFilter();  // harmless when empty
-    EXPECT_TRUE(manager->getTelemetryEventNameFilter().empty());
-    EXPECT_TRUE(manager->addTelemetryEventNameFilter("a"));
-    EXPECT_FALSE(manager->addTelemetryEventNameFilter("a"));
-    EXPECT_TRUE(manager->addTelemetryEventNameFilter("b"));
-    EXPECT_THAT(manager->getTelemetryEventNameFilter(), UnorderedElementsAre("a", "b"));
-    manager->clearTelemetryEventNameFilter();
-    EXPECT_TRUE(manager->getTelemetryEventNameFilter().empty());
-    EXPECT_TRUE(cache->calls().empty());  // kept in memory only
-}
-
-TEST_F(ManagerTest, StatsdFrequencyRejectsValuesBelowOneSecond) {
+TEST_F(ManagerTest, StatsdFrequencyRejectsValuesBelowOneSecondWithAnErrorLine) {
     testsupport::LogCapture logs;
     EXPECT_EQ(manager->getStatsdCollectionFrequencySec(), 60);
-    EXPECT_FALSE(manager->setStatsdCollectionFrequencySec(0));
-    EXPECT_FALSE(manager->setStatsdCollectionFrequencySec(-1));
+    for (int bad : {0, -1}) {
+        EXPECT_FALSE(manager->setStatsdCollectionFrequencySec(bad));
+        EXPECT_EQ(logs.count(ANDROID_LOG_ERROR, "telemetry",
+                             "Invalid frequencyInSec value " + std::to_string(bad)),
+                  1u);
+    }
     EXPECT_EQ(manager->getStatsdCollectionFrequencySec(), 60);
-    EXPECT_EQ(logs.count(ANDROID_LOG_ERROR, "telemetry", "Invalid frequencyInSec value 0"), 1u);
-    EXPECT_EQ(logs.count(ANDROID_LOG_ERROR, "telemetry", "Invalid frequencyInSec value -1"), 1u);
-    EXPECT_TRUE(manager->setStatsdCollectionFrequencySec(1));
-    EXPECT_EQ(manager->getStatsdCollectionFrequencySec(), 1);
     EXPECT_TRUE(manager->setStatsdCollectionFrequencySec(86400 * 365));
     EXPECT_EQ(manager->getStatsdCollectionFrequencySec(), 86400 * 365);
-}
-
-TEST_F(ManagerTest, HistoryCleanupTimeoutIsHalfAnHour) {
-    EXPECT_EQ(manager->getHistoryStoreCleanupTimeoutSec(), 1800);
 }
 
 }  // namespace

@@ -19,65 +19,49 @@ TEST_F(GatesTest, EveryGateReadsItsOwnProperty) {
     }
 }
 
-TEST_F(GatesTest, InitialisationMirrorsEveryGateIntoTheStore) {
+// One manager's life: mirrored initialisation, live re-reads against cached values, refresh.
+TEST_F(GatesTest, LiveGatesFollowTheirPropertyWhileOthersKeepTheLastRefresh) {
+    const auto expectGates = [this](bool liveOn, const char* why) {
+        for (const GateRow& row : gateRows()) {
+            const bool on = (row.live && liveOn) || row.constant == gk::EnableTelemetryHistoryStore;
+            EXPECT_EQ(manager->getGKFlag(row.constant), on) << why << ": " << row.constant;
+            EXPECT_EQ(stored(row.constant), on ? "1" : "0") << why << ": " << row.constant;
+        }
+    };
     setAllGateProperties("");
     hostproperties::setProperty(gateRows()[4].property, "1");
-    manager->initializeGKs();
-    for (const GateRow& row : gateRows()) {
-        const bool on = row.constant == gk::EnableTelemetryHistoryStore;
-        EXPECT_EQ(stored(row.constant), on ? "1" : "0") << row.constant;
-        EXPECT_EQ(manager->getGKFlag(row.constant), on) << row.constant;
-    }
-}
+    EXPECT_TRUE(manager->initializeGKs());
+    expectGates(false, "initialised");
 
-TEST_F(GatesTest, LiveGatesFollowTheirPropertyWhileOthersKeepTheLastRefresh) {
-    setAllGateProperties("");
-    manager->initializeGKs();
+    // A second initialisation neither reads nor writes the store.
+    cache->clearCalls();
     setAllGateProperties("1");
-    for (const GateRow& row : gateRows()) {
-        EXPECT_EQ(manager->getGKFlag(row.constant), row.live) << row.constant;
-        // A live gate that changed is mirrored at once.
-        EXPECT_EQ(stored(row.constant), row.live ? "1" : "0") << row.constant;
+    EXPECT_TRUE(manager->initializeGKs());
+    EXPECT_TRUE(cache->calls().empty());
+    // A text copy of a live gate's name is answered from the cache, without a re-read.
+    const std::string copy = gk::EnableStatsdVerification;
+    EXPECT_FALSE(manager->getGKFlag(copy.c_str()));
+    // A live gate that changed is mirrored at once; the others keep the last refresh.
+    expectGates(true, "properties set");
+    EXPECT_TRUE(manager->getGKFlag(copy.c_str()));
+    for (const char* unknown : {"no_such_gate", "", static_cast<const char*>(nullptr)}) {
+        EXPECT_FALSE(manager->getGKFlag(unknown));
     }
 
-    // A cleared or unparsable property keeps the last value seen.
+    // Unchanged, cleared or unparsable properties keep the last value and write nothing.
+    cache->clearCalls();
+    expectGates(true, "unchanged");
     setAllGateProperties("");
     hostproperties::setProperty(gateRows()[5].property, "maybe");
-    for (const GateRow& row : gateRows()) EXPECT_EQ(manager->getGKFlag(row.constant), row.live);
+    expectGates(true, "cleared");
+    EXPECT_EQ(cache->countCalls("set"), 0u);
 
     setAllGateProperties("0");
     EXPECT_TRUE(manager->updateGkValues());
     for (const GateRow& row : gateRows()) {
         EXPECT_FALSE(manager->getGKFlag(row.constant)) << row.constant;
-        EXPECT_EQ(stored(row.constant), "0");
+        EXPECT_EQ(stored(row.constant), "0") << row.constant;
     }
-}
-
-TEST_F(GatesTest, UnchangedLiveGateWritesNothing) {
-    setAllGateProperties("");
-    hostproperties::setProperty(gateRows()[6].property, "1");
-    manager->initializeGKs();
-    cache->clearCalls();
-    for (int i = 0; i < 3; ++i) EXPECT_TRUE(manager->getGKFlag(gk::EnableStatsdVerification));
-    EXPECT_EQ(cache->countCalls("set"), 0u);
-}
-
-TEST_F(GatesTest, TextCopyOfALiveGateIsAnsweredFromTheCache) {
-    setAllGateProperties("");
-    manager->initializeGKs();
-    const std::string copy = gk::EnableStatsdVerification;
-    hostproperties::setProperty(gateRows()[6].property, "1");
-    EXPECT_FALSE(manager->getGKFlag(copy.c_str()));
-    EXPECT_TRUE(manager->getGKFlag(gk::EnableStatsdVerification));
-    EXPECT_TRUE(manager->getGKFlag(copy.c_str()));
-}
-
-TEST_F(GatesTest, UnknownNamesAreFalse) {
-    setAllGateProperties("1");
-    EXPECT_FALSE(manager->getGKFlag("no_such_gate"));
-    EXPECT_FALSE(manager->getGKFlag(""));
-    EXPECT_FALSE(manager->getGKFlag(nullptr));
-    EXPECT_FALSE(manager->getGKFlag("no_such_gate"));
 }
 
 TEST_F(GatesTest, RefusedStoreWritesAreLoggedAndValuesKept) {
@@ -93,37 +77,24 @@ TEST_F(GatesTest, RefusedStoreWritesAreLoggedAndValuesKept) {
     }
 }
 
-TEST_F(GatesTest, InitialisationHappensOnce) {
-    setAllGateProperties("");
-    EXPECT_TRUE(manager->initializeGKs());
-    cache->clearCalls();
-    setAllGateProperties("1");
-    EXPECT_TRUE(manager->initializeGKs());
-    EXPECT_EQ(cache->countCalls("set") + cache->countCalls("get"), 0u);
-    EXPECT_FALSE(manager->getGKFlag(gk::EnableIntakeMonitor));
-}
-
-// The build type is read once per process; each test case runs in a process of its own.
-TEST(UserDevBuildTest, OtherBuildTypesAreDevBuildsAndTheAnswerIsFixed) {
-    hostproperties::setProperty("ro.build.type", "userdebug");
+// The build type is read once per process; each test case runs in a process of its own. A
+// later, opposite build type must not change the answer.
+void expectUserDevBuild(const char* buildType, bool devBuild) {
+    hostproperties::setProperty("ro.build.type", buildType);
     GateManager manager(std::make_shared<FakeStorageCache>());
-    EXPECT_TRUE(manager.getIsUserDevBuild());
-    hostproperties::setProperty("ro.build.type", "user");
-    EXPECT_TRUE(manager.getIsUserDevBuild());
+    EXPECT_EQ(manager.getIsUserDevBuild(), devBuild);
+    hostproperties::setProperty("ro.build.type", devBuild ? "user" : "eng");
+    EXPECT_EQ(manager.getIsUserDevBuild(), devBuild);
 }
 
+TEST(UserDevBuildTest, OtherBuildTypesAreDevBuilds) {
+    expectUserDevBuild("userdebug", true);
+}
 TEST(UserDevBuildTest, UserBuildIsNotADevBuild) {
-    hostproperties::setProperty("ro.build.type", "user");
-    GateManager manager(std::make_shared<FakeStorageCache>());
-    EXPECT_FALSE(manager.getIsUserDevBuild());
-    hostproperties::setProperty("ro.build.type", "eng");
-    EXPECT_FALSE(manager.getIsUserDevBuild());
+    expectUserDevBuild("user", false);
 }
-
 TEST(UserDevBuildTest, UnsetBuildTypeCountsAsUser) {
-    hostproperties::setProperty("ro.build.type", "");
-    GateManager manager(std::make_shared<FakeStorageCache>());
-    EXPECT_FALSE(manager.getIsUserDevBuild());
+    expectUserDevBuild("", false);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ namespace {
 using Tamar::OS::Telemetry::kOnDemandLoggingEndpoint;
 using Tamar::OS::Telemetry::kProductionLoggingEndpoint;
 using telemetry::host::WrenLoggerCall;
+using telemetry::host::wrenLoggerCallSequence;
 using Calls = std::vector<WrenLoggerCall>;
 
 constexpr char kTokenProperty[] = "diagnostics.debug.ondemand_token";
@@ -23,14 +24,13 @@ constexpr char kTokenProperty[] = "diagnostics.debug.ondemand_token";
 class UploadControlTest : public GatesTest {
 protected:
     void SetUp() override {
-        GatesTest::SetUp();
         hostproperties::setProperty(kTokenProperty, "");
         telemetry::host::resetWrenLogger();
     }
-    void upload() { manager->triggerUpload(&results, &UploadControlTest::onUploaded); }
-
-    static void onUploaded(void* context, bool result) {
-        static_cast<std::vector<bool>*>(context)->push_back(result);
+    void upload() {
+        manager->triggerUpload(&results, [](void* context, bool result) {
+            static_cast<std::vector<bool>*>(context)->push_back(result);
+        });
     }
 
     std::vector<bool> results;
@@ -46,87 +46,65 @@ TEST_F(UploadControlTest, LockedStateRefusesBothSwitches) {
     EXPECT_EQ(
             logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not disabling upload"),
             1u);
-    EXPECT_TRUE(telemetry::host::wrenLoggerCallSequence().empty());
+    EXPECT_TRUE(wrenLoggerCallSequence().empty());
 
     manager->unlockUploadState();
     EXPECT_TRUE(manager->disableUpload());
-    EXPECT_FALSE(manager->isUploadEnabled());
     // The lock does not hide the logger's state.
     manager->lockUploadState();
     EXPECT_FALSE(manager->isUploadEnabled());
     manager->unlockUploadState();
     EXPECT_TRUE(manager->enableUpload());
     EXPECT_TRUE(manager->isUploadEnabled());
-    EXPECT_EQ(telemetry::host::wrenLoggerCallSequence(),
+    EXPECT_EQ(wrenLoggerCallSequence(),
               (Calls{WrenLoggerCall::DisableUpload, WrenLoggerCall::IsUploadEnabled,
-                     WrenLoggerCall::IsUploadEnabled, WrenLoggerCall::EnableUpload,
-                     WrenLoggerCall::IsUploadEnabled}));
+                     WrenLoggerCall::EnableUpload, WrenLoggerCall::IsUploadEnabled}));
 }
 
-TEST_F(UploadControlTest, FirstUploadWithoutTokenKeepsTheLoggersDefaults) {
-    telemetry::host::setWrenLoggerUploadResult(false);
-    upload();
-    upload();
-    EXPECT_EQ(telemetry::host::wrenLoggerCallSequence(),
-              (Calls{WrenLoggerCall::TriggerUpload, WrenLoggerCall::TriggerUpload}));
-    EXPECT_EQ(results, (std::vector<bool>{false, false}));
-}
-
-TEST_F(UploadControlTest, TokenBeforeTheFirstUploadSwitchesWithoutRestart) {
+TEST_F(UploadControlTest, TokenBeforeTheFirstUploadSwitchesWithoutRestartAndOnlyOnce) {
     hostproperties::setProperty(kTokenProperty, "tok");
     upload();
     const auto logger = telemetry::host::snapshotWrenLogger();
     EXPECT_EQ(logger.endpointUrl, kOnDemandLoggingEndpoint);
     EXPECT_EQ(logger.token, "tok");
     EXPECT_EQ(logger.restartCount, 0);
-    EXPECT_EQ(telemetry::host::wrenLoggerCallSequence(),
+    EXPECT_EQ(wrenLoggerCallSequence(),
               (Calls{WrenLoggerCall::SetLoggingEndpointURLString,
                      WrenLoggerCall::SetSandboxAtodTokenString, WrenLoggerCall::TriggerUpload}));
+
+    // The same token again makes no endpoint call.
+    telemetry::host::resetWrenLogger();
+    upload();
+    upload();
+    EXPECT_EQ(wrenLoggerCallSequence(),
+              (Calls{WrenLoggerCall::TriggerUpload, WrenLoggerCall::TriggerUpload}));
 }
 
-TEST_F(UploadControlTest, TokenChangesBetweenUploadsRestartAndWait) {
+// A first upload without a token keeps the logger's defaults; later token changes switch the
+// endpoint, restart the logger and give it a second before the upload.
+TEST_F(UploadControlTest, TokenChangesAfterAnUploadRestartAndWait) {
+    telemetry::host::setWrenLoggerUploadResult(false);
     upload();
     hostproperties::setProperty(kTokenProperty, "tok");
     upload();
     hostproperties::setProperty(kTokenProperty, "");
     upload();
 
+    using enum WrenLoggerCall;
     const auto logger = telemetry::host::snapshotWrenLogger();
-    ASSERT_EQ(logger.calls.size(), 9u);
-    const Calls switchAndRestart = {
-            WrenLoggerCall::SetLoggingEndpointURLString, WrenLoggerCall::SetSandboxAtodTokenString,
-            WrenLoggerCall::RestartWrenLogger, WrenLoggerCall::TriggerUpload};
-    for (size_t first : {1u, 5u}) {
-        for (size_t i = 0; i < switchAndRestart.size(); ++i) {
-            EXPECT_EQ(logger.calls[first + i].call, switchAndRestart[i]) << first + i;
-        }
-        // The restarted logger gets a second before the upload.
-        EXPECT_GE(logger.calls[first + 3].at - logger.calls[first + 2].at, std::chrono::seconds(1));
+    ASSERT_EQ(wrenLoggerCallSequence(),
+              (Calls{TriggerUpload, SetLoggingEndpointURLString, SetSandboxAtodTokenString,
+                     RestartWrenLogger, TriggerUpload, SetLoggingEndpointURLString,
+                     SetSandboxAtodTokenString, RestartWrenLogger, TriggerUpload}));
+    for (size_t restart : {3u, 7u}) {
+        EXPECT_GE(logger.calls[restart + 1].at - logger.calls[restart].at, std::chrono::seconds(1));
     }
     EXPECT_EQ(logger.calls[1].argument, kOnDemandLoggingEndpoint);
     EXPECT_EQ(logger.calls[2].argument, "tok");
     EXPECT_EQ(logger.calls[5].argument, kProductionLoggingEndpoint);
     EXPECT_EQ(logger.calls[6].argument, "");
     EXPECT_EQ(logger.restartCount, 2);
-    EXPECT_EQ(results.size(), 3u);
-}
-
-TEST_F(UploadControlTest, SameTokenTwiceMakesNoEndpointCall) {
-    hostproperties::setProperty(kTokenProperty, "tok");
-    upload();
-    telemetry::host::resetWrenLogger();
-    upload();
-    upload();
-    EXPECT_EQ(telemetry::host::wrenLoggerCallSequence(),
-              (Calls{WrenLoggerCall::TriggerUpload, WrenLoggerCall::TriggerUpload}));
-}
-
-TEST_F(UploadControlTest, EndpointsAreSecureAndShareThePath) {
-    for (const std::string url : {kProductionLoggingEndpoint, kOnDemandLoggingEndpoint}) {
-        EXPECT_EQ(url.rfind("https://", 0), 0u) << url;
-        EXPECT_EQ(url.substr(url.size() - 11), "/heron_nest") << url;
-    }
-    EXPECT_STRNE(kProductionLoggingEndpoint, kOnDemandLoggingEndpoint);
+    EXPECT_EQ(results, (std::vector<bool>{false, false, false}));
 }
 
 TEST_F(UploadControlTest, SessionIdIsFetchedOnce) {
@@ -134,7 +112,7 @@ TEST_F(UploadControlTest, SessionIdIsFetchedOnce) {
     EXPECT_EQ(manager->getNTSessionId(), "session-1");
     telemetry::host::setWrenLoggerSessionId("session-2");
     EXPECT_EQ(manager->getNTSessionId(), "session-1");
-    EXPECT_EQ(telemetry::host::wrenLoggerCallSequence(), (Calls{WrenLoggerCall::GetSessionId}));
+    EXPECT_EQ(wrenLoggerCallSequence(), (Calls{WrenLoggerCall::GetSessionId}));
 }
 
 }  // namespace

@@ -9,9 +9,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <future>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -46,33 +47,34 @@ std::optional<std::string> textOf(ISettingsManager& manager, const char* key) {
     return std::string(value->getString());
 }
 
+// Records the keys it is called for and whether any call came on the thread that created it;
+// `hook` runs after each call is recorded, outside the lock.
 class RecordingListener : public ISettingsListener {
 public:
     void onSettingChange(const char* key) override {
-        std::lock_guard<std::mutex> lock(mutex_);
-        calls_.push_back({key, std::this_thread::get_id()});
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            keys_.push_back(key);
+            calledOnCreatorThread_ |= std::this_thread::get_id() == creator_;
+        }
+        if (hook) hook(key);
     }
     std::vector<std::string> keys() const {
         std::lock_guard<std::mutex> lock(mutex_);
-        std::vector<std::string> out;
-        for (auto& call : calls_) out.push_back(call.key);
-        return out;
+        return keys_;
     }
-    bool allOnOtherThanThis() const {
+    bool calledOnCreatorThread() const {
         std::lock_guard<std::mutex> lock(mutex_);
-        for (auto& call : calls_) {
-            if (call.thread == std::this_thread::get_id()) return false;
-        }
-        return true;
+        return calledOnCreatorThread_;
     }
 
+    std::function<void(const char* key)> hook;
+
 private:
-    struct Call {
-        std::string key;
-        std::thread::id thread;
-    };
+    const std::thread::id creator_ = std::this_thread::get_id();
     mutable std::mutex mutex_;
-    std::vector<Call> calls_;
+    std::vector<std::string> keys_;
+    bool calledOnCreatorThread_ = false;
 };
 
 TEST(HostSettingsModule, SeedsFromFileAndSkipsMalformedLines) {
@@ -140,8 +142,10 @@ TEST(HostSettingsModule, TypedGettersAcceptOnlyTheirTextForms) {
     EXPECT_TRUE(boolOf("1", false));
     EXPECT_FALSE(boolOf("false", true));
     EXPECT_FALSE(boolOf("0", true));
-    EXPECT_TRUE(boolOf("TRUE", true));
-    EXPECT_FALSE(boolOf("yes", false));
+    for (const char* other : {"TRUE", "yes"}) {  // not a bool text: the default answers
+        EXPECT_TRUE(boolOf(other, true)) << other;
+        EXPECT_FALSE(boolOf(other, false)) << other;
+    }
     EXPECT_TRUE(settings.getBool("absent", true));
 
     EXPECT_EQ(intOf("42"), 42);
@@ -178,62 +182,58 @@ TEST(HostSettingsModule, ChangesNotifyListenersOfThatKeyOnTheNotifierThread) {
 
     EXPECT_THAT(watchingState.keys(),
                 ::testing::ElementsAre("telemetry_state", "telemetry_state", "telemetry_state"));
-    EXPECT_TRUE(watchingState.allOnOtherThanThis());
+    EXPECT_FALSE(watchingState.calledOnCreatorThread());
     EXPECT_TRUE(watchingOther.keys().empty());
 
     loaded.manager->removeListener("telemetry_state", &watchingState);
     loaded.manager->removeListener("other", &watchingOther);
 }
 
-TEST(HostSettingsModule, RemovedListenerIsNotCalledAgain) {
+TEST(HostSettingsModule, RemovedListenersAreNotCalledAgain) {
     Loaded loaded = load();
-    RecordingListener listener;
-    ASSERT_TRUE(loaded.manager->addListener("key", &listener));
-    EXPECT_TRUE(loaded.manager->removeListener("key", &listener));
-    EXPECT_FALSE(loaded.manager->removeListener("key", &listener));
+    RecordingListener removed;
+    RecordingListener selfRemoving;
+    RecordingListener ofDestroyedObject;
+    std::atomic<bool> removedItself{false};
+    selfRemoving.hook = [&](const char* key) {
+        removedItself = loaded.manager->removeListener(key, &selfRemoving);
+    };
+    ASSERT_TRUE(loaded.manager->addListener("key", &removed));
+    ASSERT_TRUE(loaded.manager->addListener("key", &selfRemoving));
+    EXPECT_TRUE(loaded.manager->removeListener("key", &removed));
+    EXPECT_FALSE(loaded.manager->removeListener("key", &removed));
 
-    loaded.control.set("key", "value");
+    loaded.control.set("key", "1");
+    loaded.control.set("key", "2");
     ASSERT_TRUE(loaded.control.waitForNotifications());
-    EXPECT_TRUE(listener.keys().empty());
+    EXPECT_TRUE(removed.keys().empty());
+    EXPECT_EQ(selfRemoving.keys().size(), 1u);
+    EXPECT_TRUE(removedItself.load());
+
+    // A destroyed settings object takes its listeners along.
+    ASSERT_TRUE(loaded.manager->addListener("key", &ofDestroyedObject));
+    loaded.manager.reset();
+    EXPECT_EQ(loaded.control.liveSettingsManagers(), 0);
+    loaded.control.set("key", "3");
+    ASSERT_TRUE(loaded.control.waitForNotifications());
+    EXPECT_TRUE(ofDestroyedObject.keys().empty());
 }
-
-// Blocks inside its callback until released, so that a removal can race with it.
-class BlockingListener : public ISettingsListener {
-public:
-    void onSettingChange(const char*) override {
-        std::unique_lock<std::mutex> lock(mutex_);
-        ++calls_;
-        entered_.notify_all();
-        released_.wait(lock, [this] { return release_; });
-    }
-    void waitUntilEntered() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        entered_.wait(lock, [this] { return calls_ > 0; });
-    }
-    void release() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        release_ = true;
-        released_.notify_all();
-    }
-    int calls() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return calls_;
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable entered_;
-    std::condition_variable released_;
-    int calls_ = 0;
-    bool release_ = false;
-};
 
 TEST(HostSettingsModule, RemoveListenerWaitsForTheCallInFlight) {
     Loaded loaded = load();
-    BlockingListener listener;
+    // The first call blocks until released, so that the removal races with it.
+    std::promise<void> entered;
+    std::promise<void> release;
+    RecordingListener listener;
+    listener.hook = [&, released = release.get_future().share()](const char*) {
+        if (listener.keys().size() == 1) {
+            entered.set_value();
+            released.wait();
+        }
+    };
     ASSERT_TRUE(loaded.manager->addListener("key", &listener));
     loaded.control.set("key", "1");
-    listener.waitUntilEntered();
+    entered.get_future().wait();
 
     std::atomic<bool> removed{false};
     std::thread remover([&] {
@@ -243,52 +243,13 @@ TEST(HostSettingsModule, RemoveListenerWaitsForTheCallInFlight) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_FALSE(removed.load());  // the callback still runs
 
-    listener.release();
+    release.set_value();
     remover.join();
     EXPECT_TRUE(removed.load());
 
     loaded.control.set("key", "2");
     ASSERT_TRUE(loaded.control.waitForNotifications());
-    EXPECT_EQ(listener.calls(), 1);
-}
-
-class SelfRemovingListener : public ISettingsListener {
-public:
-    explicit SelfRemovingListener(ISettingsManager& settings) : settings_(settings) {}
-    void onSettingChange(const char* key) override {
-        calls.fetch_add(1);
-        removed = settings_.removeListener(key, this);
-    }
-    std::atomic<int> calls{0};
-    std::atomic<bool> removed{false};
-
-private:
-    ISettingsManager& settings_;
-};
-
-TEST(HostSettingsModule, ListenerMayRemoveItselfFromItsCallback) {
-    Loaded loaded = load();
-    SelfRemovingListener listener(*loaded.manager);
-    ASSERT_TRUE(loaded.manager->addListener("key", &listener));
-
-    loaded.control.set("key", "1");
-    loaded.control.set("key", "2");
-    ASSERT_TRUE(loaded.control.waitForNotifications());
-    EXPECT_EQ(listener.calls.load(), 1);
-    EXPECT_TRUE(listener.removed.load());
-}
-
-TEST(HostSettingsModule, DestroyedSettingsObjectTakesItsListenersAlong) {
-    Loaded loaded = load();
-    RecordingListener listener;
-    ASSERT_TRUE(loaded.manager->addListener("key", &listener));
-    EXPECT_EQ(loaded.control.liveSettingsManagers(), 1);
-
-    loaded.manager.reset();
-    EXPECT_EQ(loaded.control.liveSettingsManagers(), 0);
-    loaded.control.set("key", "value");
-    ASSERT_TRUE(loaded.control.waitForNotifications());
-    EXPECT_TRUE(listener.keys().empty());
+    EXPECT_EQ(listener.keys().size(), 1u);
 }
 
 }  // namespace

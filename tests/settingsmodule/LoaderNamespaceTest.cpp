@@ -2,8 +2,6 @@
 // __loader_android_get_exported_namespace and android_dlopen_ext, which take precedence over
 // the host's, so the test sees exactly how the loader asks for the "default" namespace.
 
-#include "LoadedModule.h"
-
 #include <settingsmodule/SettingsManagerLoader.h>
 
 #include <android/dlext.h>

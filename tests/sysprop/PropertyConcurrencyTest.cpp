@@ -17,11 +17,9 @@ namespace props = halcyon::sysprop::SharedOsServicesProperties;
 
 namespace {
 
-constexpr char kBoolKey[] =
-        "persist.device_config.halcyon_shared_os_services."
-        "halcyon_mobile_telemetry_enable_history_store";
-constexpr char kStringKey[] =
-        "persist.device_config.halcyon_shared_os_services.halcyon_telemetry_choice";
+#define P "persist.device_config.halcyon_shared_os_services."
+constexpr char kBoolKey[] = P "halcyon_mobile_telemetry_enable_history_store";
+constexpr char kStringKey[] = P "halcyon_telemetry_choice";
 
 // Longer than the small-string buffer, so a torn copy would show.
 const std::string kLongA(100, 'a');
@@ -64,10 +62,9 @@ TEST(PropertyConcurrency, ReadersSeeOnlyWholeValuesWhileWritersChangeThem) {
 TEST(PropertyConcurrency, ConcurrentLookupsShareOneHandlePerName) {
     constexpr int kNames = 64;
     constexpr int kThreads = 4;
-    for (int n = 0; n < kNames; ++n) {
+    for (int n = 0; n < kNames; ++n)
         ASSERT_TRUE(hostproperties::setProperty("test.intern." + std::to_string(n), "v"));
-    }
-    std::vector<std::vector<const prop_info*>> seen(kThreads, std::vector<const prop_info*>(kNames));
+    const prop_info* seen[kThreads][kNames] = {};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {

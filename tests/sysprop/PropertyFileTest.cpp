@@ -1,13 +1,10 @@
 #include <hostproperties/PropertyFile.h>
 
+#include <android-base/file.h>
 #include <android-base/properties.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
 #include <string>
 
 namespace {
@@ -16,34 +13,23 @@ using hostproperties::loadPropertyFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class PropertyFileTest : public testing::Test {
-protected:
-    void SetUp() override {
-        std::string pattern = testing::TempDir() + "propfileXXXXXX";
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        dir_ = pattern;
-    }
-    void TearDown() override {
-        for (const std::string& file : files_) unlink(file.c_str());
-        rmdir(dir_.c_str());
-    }
-
-    std::string write(const std::string& contents) {
-        std::string path = dir_ + "/props" + std::to_string(files_.size());
-        std::ofstream(path, std::ios::binary) << contents;
-        files_.push_back(path);
-        return path;
-    }
-
-    std::string dir_;
-    std::vector<std::string> files_;
-};
-
 std::string get(const char* key) {
     return android::base::GetProperty(key, "<unset>");
 }
 
+class PropertyFileTest : public testing::Test {
+protected:
+    std::string write(const std::string& contents) {
+        const std::string path = std::string(dir_.path) + "/props";
+        EXPECT_TRUE(android::base::WriteStringToFile(contents, path));
+        return path;
+    }
+
+    TemporaryDir dir_;
+};
+
 TEST_F(PropertyFileTest, AppliesEntriesAndSkipsCommentsAndBlankLines) {
+    ASSERT_TRUE(android::base::SetProperty("test.cleared", "old"));
     const std::string path =
             write("# device defaults\n"
                   "\n"
@@ -56,11 +42,12 @@ TEST_F(PropertyFileTest, AppliesEntriesAndSkipsCommentsAndBlankLines) {
                   "test.with_equals=a=b\n"
                   "test.twice=first\n"
                   "test.twice=second\n"
+                  "test.cleared=\n"
                   "test.last_line_without_newline=end");
 
     const auto result = loadPropertyFile(path);
     EXPECT_TRUE(result.opened);
-    EXPECT_EQ(result.loaded, 8u);
+    EXPECT_EQ(result.loaded, 9u);
     EXPECT_THAT(result.errors, ElementsAre());
 
     EXPECT_EQ(get("test.plain"), "true");
@@ -69,15 +56,9 @@ TEST_F(PropertyFileTest, AppliesEntriesAndSkipsCommentsAndBlankLines) {
     EXPECT_EQ(get("test.crlf"), "yes");
     EXPECT_EQ(get("test.with_equals"), "a=b");
     EXPECT_EQ(get("test.twice"), "second");
+    EXPECT_EQ(get("test.cleared"), "<unset>");  // an empty value clears an earlier one
     EXPECT_EQ(get("test.last_line_without_newline"), "end");
     EXPECT_EQ(get("# device defaults"), "<unset>");
-}
-
-TEST_F(PropertyFileTest, EmptyValueClearsAnEarlierOne) {
-    ASSERT_TRUE(android::base::SetProperty("test.cleared", "old"));
-    const auto result = loadPropertyFile(write("test.cleared=\n"));
-    EXPECT_EQ(result.loaded, 1u);
-    EXPECT_EQ(get("test.cleared"), "<unset>");
 }
 
 TEST_F(PropertyFileTest, MalformedLinesAreReportedWithLineNumbersAndSkipped) {
@@ -101,17 +82,13 @@ TEST_F(PropertyFileTest, MalformedLinesAreReportedWithLineNumbersAndSkipped) {
 }
 
 TEST_F(PropertyFileTest, MissingFileOrDirectoryIsNotOpened) {
-    const std::string missing = dir_ + "/does-not-exist";
-    const auto result = loadPropertyFile(missing);
-    EXPECT_FALSE(result.opened);
-    EXPECT_EQ(result.loaded, 0u);
-    ASSERT_EQ(result.errors.size(), 1u);
-    EXPECT_THAT(result.errors[0], HasSubstr(missing));
-
-    const auto directory = loadPropertyFile(dir_);
-    EXPECT_FALSE(directory.opened);
-    ASSERT_EQ(directory.errors.size(), 1u);
-    EXPECT_THAT(directory.errors[0], HasSubstr(dir_));
+    for (const std::string& path : {std::string(dir_.path) + "/missing", std::string(dir_.path)}) {
+        const auto result = loadPropertyFile(path);
+        EXPECT_FALSE(result.opened);
+        EXPECT_EQ(result.loaded, 0u);
+        ASSERT_EQ(result.errors.size(), 1u);
+        EXPECT_THAT(result.errors[0], HasSubstr(path));
+    }
 }
 
 }  // namespace

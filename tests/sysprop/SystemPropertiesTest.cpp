@@ -12,6 +12,8 @@
 
 namespace {
 
+using android::base::SetProperty;
+
 struct Read {
     int calls = 0;
     std::string name;
@@ -25,29 +27,35 @@ Read readCallback(const prop_info* info) {
             info,
             [](void* cookie, const char* name, const char* value, uint32_t serial) {
                 auto* out = static_cast<Read*>(cookie);
-                ++out->calls;
-                out->name = name;
-                out->value = value;
-                out->serial = serial;
+                *out = {out->calls + 1, name, value, serial};
             },
             &read);
     return read;
 }
 
-TEST(SystemProperties, UnsetAndEmptyPropertiesAreNotFound) {
-    EXPECT_EQ(__system_property_find("test.unset"), nullptr);
-
-    ASSERT_TRUE(android::base::SetProperty("test.empty", ""));
-    EXPECT_EQ(__system_property_find("test.empty"), nullptr);
-
+// A buffer of exactly the room a device caller has, pre-filled so a missing terminator shows.
+std::string get(const char* name, int expectedLength) {
     std::array<char, PROP_VALUE_MAX> buffer;
     buffer.fill('x');
-    EXPECT_EQ(__system_property_get("test.unset", buffer.data()), 0);
-    EXPECT_STREQ(buffer.data(), "");
+    EXPECT_EQ(__system_property_get(name, buffer.data()), expectedLength) << name;
+    return buffer.data();
+}
+
+TEST(SystemProperties, UnsetEmptyAndNullAreNotFoundAndHarmless) {
+    ASSERT_TRUE(SetProperty("test.empty", ""));
+    ASSERT_TRUE(SetProperty("test.null", "x"));
+    EXPECT_EQ(__system_property_find("test.unset"), nullptr);
+    EXPECT_EQ(__system_property_find("test.empty"), nullptr);
+    EXPECT_EQ(__system_property_find(nullptr), nullptr);
+    EXPECT_EQ(get("test.unset", 0), "");
+    EXPECT_EQ(get(nullptr, 0), "");
+    EXPECT_EQ(__system_property_get("test.null", nullptr), 0);
+    EXPECT_EQ(readCallback(nullptr).calls, 0);
+    __system_property_read_callback(__system_property_find("test.null"), nullptr, nullptr);
 }
 
 TEST(SystemProperties, BothReadPathsSeeValuesSetThroughLibbase) {
-    ASSERT_TRUE(android::base::SetProperty("test.shared", "hello"));
+    ASSERT_TRUE(SetProperty("test.shared", "hello"));
 
     const prop_info* info = __system_property_find("test.shared");
     ASSERT_NE(info, nullptr);
@@ -55,10 +63,7 @@ TEST(SystemProperties, BothReadPathsSeeValuesSetThroughLibbase) {
     EXPECT_EQ(read.calls, 1);
     EXPECT_EQ(read.name, "test.shared");
     EXPECT_EQ(read.value, "hello");
-
-    std::array<char, PROP_VALUE_MAX> buffer;
-    EXPECT_EQ(__system_property_get("test.shared", buffer.data()), 5);
-    EXPECT_STREQ(buffer.data(), "hello");
+    EXPECT_EQ(get("test.shared", 5), "hello");
 
     // And the other way round: the guarded setter writes libbase's map.
     ASSERT_TRUE(hostproperties::setProperty("test.shared", "world"));
@@ -66,69 +71,42 @@ TEST(SystemProperties, BothReadPathsSeeValuesSetThroughLibbase) {
     EXPECT_EQ(readCallback(info).value, "world");
 }
 
-TEST(SystemProperties, HandlesAreStableAndOutliveValueChanges) {
-    ASSERT_TRUE(android::base::SetProperty("test.handle", "1"));
+TEST(SystemProperties, HandlesAreStableAndSerialsChangeOnlyWithTheValue) {
+    ASSERT_TRUE(SetProperty("test.handle", "1"));
     const prop_info* first = __system_property_find("test.handle");
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(__system_property_find("test.handle"), first);
+    const uint32_t serial = readCallback(first).serial;
+    EXPECT_EQ(readCallback(first).serial, serial);
 
-    ASSERT_TRUE(android::base::SetProperty("test.handle", ""));
+    ASSERT_TRUE(SetProperty("test.handle", ""));
     EXPECT_EQ(__system_property_find("test.handle"), nullptr);
     const Read cleared = readCallback(first);  // old handle still usable
     EXPECT_EQ(cleared.calls, 1);
     EXPECT_EQ(cleared.value, "");
 
-    ASSERT_TRUE(android::base::SetProperty("test.handle", "2"));
+    ASSERT_TRUE(SetProperty("test.handle", "2"));
     EXPECT_EQ(__system_property_find("test.handle"), first);
-}
-
-TEST(SystemProperties, SerialChangesOnlyWithTheValue) {
-    ASSERT_TRUE(android::base::SetProperty("test.serial", "a"));
-    const prop_info* info = __system_property_find("test.serial");
-    ASSERT_NE(info, nullptr);
-    const uint32_t first = readCallback(info).serial;
-    EXPECT_EQ(readCallback(info).serial, first);
-
-    ASSERT_TRUE(android::base::SetProperty("test.serial", "b"));
-    EXPECT_NE(readCallback(info).serial, first);
+    EXPECT_NE(readCallback(first).serial, serial);
 }
 
 TEST(SystemProperties, GetCutsLongValuesToTheDeviceLimit) {
     const std::string longValue(200, 'v');
-    ASSERT_TRUE(android::base::SetProperty("test.long", longValue));
-
-    std::array<char, PROP_VALUE_MAX> buffer;  // exactly the room a device caller has
-    EXPECT_EQ(__system_property_get("test.long", buffer.data()), PROP_VALUE_MAX - 1);
-    EXPECT_EQ(std::string(buffer.data()), longValue.substr(0, PROP_VALUE_MAX - 1));
-
+    ASSERT_TRUE(SetProperty("test.long", longValue));
+    EXPECT_EQ(get("test.long", PROP_VALUE_MAX - 1), longValue.substr(0, PROP_VALUE_MAX - 1));
     // The callback path has no limit.
     EXPECT_EQ(readCallback(__system_property_find("test.long")).value, longValue);
 }
 
-TEST(SystemProperties, NullArgumentsAreHarmless) {
-    EXPECT_EQ(__system_property_find(nullptr), nullptr);
-    EXPECT_EQ(readCallback(nullptr).calls, 0);
-
-    ASSERT_TRUE(android::base::SetProperty("test.null", "x"));
-    __system_property_read_callback(__system_property_find("test.null"), nullptr, nullptr);
-
-    std::array<char, PROP_VALUE_MAX> buffer;
-    buffer.fill('x');
-    EXPECT_EQ(__system_property_get(nullptr, buffer.data()), 0);
-    EXPECT_STREQ(buffer.data(), "");
-    EXPECT_EQ(__system_property_get("test.null", nullptr), 0);
-}
-
+// A callback that reads another property must not deadlock on the store.
 TEST(SystemProperties, CallbackMayReadOtherProperties) {
-    ASSERT_TRUE(android::base::SetProperty("test.outer", "outer"));
-    ASSERT_TRUE(android::base::SetProperty("test.inner", "inner"));
+    ASSERT_TRUE(SetProperty("test.outer", "outer"));
+    ASSERT_TRUE(SetProperty("test.inner", "inner"));
     std::string inner;
     __system_property_read_callback(
             __system_property_find("test.outer"),
             [](void* cookie, const char*, const char*, uint32_t) {
-                std::array<char, PROP_VALUE_MAX> buffer;
-                __system_property_get("test.inner", buffer.data());
-                *static_cast<std::string*>(cookie) = buffer.data();
+                *static_cast<std::string*>(cookie) = get("test.inner", 5);
             },
             &inner);
     EXPECT_EQ(inner, "inner");

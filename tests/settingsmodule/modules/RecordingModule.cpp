@@ -1,12 +1,10 @@
-// A settings module that creates inert settings objects and records every create and destroy
-// call for the tests to read back through dlsym.
+// A settings module that records every create and destroy call for the tests to read back
+// through dlsym. Built with TEST_MODULE_CREATE_FAILS its create entry point returns null.
 
 #include <settingsmodule/ISettingsManager.h>
 
 #include <atomic>
 #include <cstdint>
-
-#define TEST_MODULE_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace {
 
@@ -24,39 +22,31 @@ public:
     bool removeListener(const char*, ISettingsListener*) override { return false; }
 };
 
-std::atomic<int> createCalls{0};
-std::atomic<int64_t> createVersion{0};
-std::atomic<int> destroyCalls{0};
-std::atomic<int64_t> destroyVersion{0};
-std::atomic<void*> destroyedObject{nullptr};
-
 }  // namespace
 
-TEST_MODULE_EXPORT void* createSettingsManager(int64_t version) {
-    createCalls.fetch_add(1);
-    createVersion.store(version);
+extern "C" {
+
+__attribute__((visibility("default"))) std::atomic<int> testModuleCreateCalls{0};
+__attribute__((visibility("default"))) std::atomic<int64_t> testModuleCreateVersion{0};
+__attribute__((visibility("default"))) std::atomic<int> testModuleDestroyCalls{0};
+__attribute__((visibility("default"))) std::atomic<int64_t> testModuleDestroyVersion{0};
+__attribute__((visibility("default"))) std::atomic<void*> testModuleDestroyedObject{nullptr};
+
+__attribute__((visibility("default"))) void* createSettingsManager(int64_t version) {
+    testModuleCreateCalls.fetch_add(1);
+    testModuleCreateVersion.store(version);
+#ifdef TEST_MODULE_CREATE_FAILS
+    return nullptr;
+#else
     return static_cast<ISettingsManager*>(new InertSettingsManager());
+#endif
 }
 
-TEST_MODULE_EXPORT void destroySettingsManager(int64_t version, void* object) noexcept {
-    destroyVersion.store(version);
-    destroyedObject.store(object);
-    destroyCalls.fetch_add(1);
+__attribute__((visibility("default"))) void destroySettingsManager(int64_t version,
+                                                                   void* object) noexcept {
+    testModuleDestroyVersion.store(version);
+    testModuleDestroyedObject.store(object);
+    testModuleDestroyCalls.fetch_add(1);
     delete static_cast<ISettingsManager*>(object);
 }
-
-TEST_MODULE_EXPORT int testModuleCreateCalls() {
-    return createCalls.load();
-}
-TEST_MODULE_EXPORT int64_t testModuleCreateVersion() {
-    return createVersion.load();
-}
-TEST_MODULE_EXPORT int testModuleDestroyCalls() {
-    return destroyCalls.load();
-}
-TEST_MODULE_EXPORT int64_t testModuleDestroyVersion() {
-    return destroyVersion.load();
-}
-TEST_MODULE_EXPORT void* testModuleDestroyedObject() {
-    return destroyedObject.load();
 }

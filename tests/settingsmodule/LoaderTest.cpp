@@ -1,0 +1,156 @@
+// The loader's failure table and lifecycle, one executable per settings module variant (named
+// by the LOADER_MODULE_* define; see CMakeLists.txt), each test case in a fresh process.
+
+#include <settingsmodule/SettingsManagerLoader.h>
+
+#include <LogCapture.h>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <set>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using BASALT::Settings::v3::createSettingsManagerPtr;
+using BASALT::Settings::v3::ISettingsManager;
+
+constexpr const char* kLoadingLine = "BASALT loading module 'libbasalt.halcyon.so'";
+
+// What the loaded recording module stored under `name` (see modules/RecordingModule.cpp).
+template <typename T>
+T recorded(const char* name) {
+    void* module = dlopen("libbasalt.halcyon.so", RTLD_LAZY | RTLD_NOLOAD);
+    auto* value = module ? static_cast<std::atomic<T>*>(dlsym(module, name)) : nullptr;
+    const T result = value ? value->load() : T{};
+    if (module) dlclose(module);
+    if (!value) ADD_FAILURE() << "the loaded module records no " << name;
+    return result;
+}
+
+#if defined(LOADER_MODULE_ABSENT)
+
+TEST(SettingsModuleAbsent, ReportsOnceAndStaysEmpty) {
+    testsupport::LogCapture log;
+
+    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
+    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
+
+    EXPECT_EQ(BASALT::internal::Loader::moduleHandle(), nullptr);
+    EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader", kLoadingLine), 1u);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "BasaltLoader",
+                        "BASALT module 'libbasalt.halcyon.so' not found"),
+              1u);
+    EXPECT_EQ(log.withTag("BasaltLoader").size(), 2u);
+}
+
+#elif defined(LOADER_MODULE_NO_CREATE)
+
+TEST(SettingsModuleWithoutCreate, AlwaysEmptyAndLogsNoError) {
+    testsupport::LogCapture log;
+
+    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
+    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
+
+    EXPECT_NE(BASALT::internal::Loader::moduleHandle(), nullptr);
+    auto lines = log.withTag("BasaltLoader");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].priority, ANDROID_LOG_DEBUG);
+    EXPECT_EQ(lines[0].message, kLoadingLine);
+}
+
+#elif defined(LOADER_MODULE_CREATE_FAILS)
+
+TEST(SettingsModuleCreateFails, EveryCallAsksTheModuleAgain) {
+    testsupport::LogCapture log;
+
+    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
+    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
+    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
+
+    EXPECT_EQ(recorded<int>("testModuleCreateCalls"), 3);
+    EXPECT_EQ(log.withTag("BasaltLoader").size(), 1u);  // only the loading line
+}
+
+#elif defined(LOADER_MODULE_RECORDING)
+
+TEST(SettingsModuleLifecycle, LastCopyHandsObjectBackOnceWithVersion3) {
+    std::shared_ptr<ISettingsManager> first = createSettingsManagerPtr();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(recorded<int64_t>("testModuleCreateVersion"), 3);
+    void* object = first.get();
+
+    std::shared_ptr<ISettingsManager> copy = first;
+    first.reset();
+    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), 0);
+
+    copy.reset();
+    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), 1);
+    EXPECT_EQ(recorded<int64_t>("testModuleDestroyVersion"), 3);
+    EXPECT_EQ(recorded<void*>("testModuleDestroyedObject"), object);
+}
+
+TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnce) {
+    testsupport::LogCapture log;
+    constexpr int kThreads = 8;
+    std::vector<std::shared_ptr<ISettingsManager> > created(kThreads);
+    std::latch start(kThreads);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            created[i] = createSettingsManagerPtr();
+        });
+    }
+    for (auto& thread : threads) thread.join();
+
+    std::set<ISettingsManager*> distinct;
+    for (auto& manager : created) {
+        ASSERT_NE(manager, nullptr);
+        distinct.insert(manager.get());
+    }
+    EXPECT_EQ(distinct.size(), static_cast<size_t>(kThreads));
+    EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader", kLoadingLine), 1u);
+    EXPECT_EQ(log.withTag("BasaltLoader").size(), 1u);
+    EXPECT_EQ(recorded<int>("testModuleCreateCalls"), kThreads);
+
+    created.clear();
+    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), kThreads);
+}
+
+struct Counted {
+    int* destroyed;
+};
+
+void destroyCounted(Counted* object) {
+    ++*object->destroyed;
+}
+
+TEST(SettingsModulePtr, OwnershipFollowsTheDestroyFunction) {
+    int destroyed = 0;
+    Counted object{&destroyed};
+
+    { BASALT::Ptr<Counted> owned(&object, &destroyCounted); }
+    EXPECT_EQ(destroyed, 1);
+
+    BASALT::Ptr<Counted> owned(&object, &destroyCounted);
+    std::shared_ptr<Counted> shared = owned.toShared();
+    EXPECT_FALSE(owned);
+    EXPECT_EQ(shared.get(), &object);
+    shared.reset();
+    EXPECT_EQ(destroyed, 2);
+
+    // Without a destroy function the shared_ptr must not free what it never owned.
+    std::shared_ptr<Counted> unowned = BASALT::Ptr<Counted>(&object, nullptr).toShared();
+    unowned.reset();
+    EXPECT_EQ(destroyed, 2);
+
+    EXPECT_EQ(BASALT::Ptr<Counted>().toShared(), nullptr);
+}
+
+#endif
+
+}  // namespace
