@@ -2,6 +2,8 @@
 
 #include <deviceconfig/DeviceConfig.h>
 #include <keyvalue/KeyValueStore.h>
+#include <telemetry/settingsmanager/RemoteConfigKeys.h>
+#include <telemetry/settingsmanager/SettingsKeys.h>
 #include <telemetry/settingsmanager/TelemetryVelaconfigs.h>
 
 #include <algorithm>
@@ -48,10 +50,10 @@ const GateConstant kGates[] = {
 };
 #undef TELEMETRY_DUMP_GATE
 
-constexpr char kNamespace[] = "halcyon_shared_os_services";
-constexpr char kQosOverrideKey[] = "halcyon_mobile_telemetry_qos_override";
-constexpr char kTravelOverrideKey[] = "halcyon_mobile_telemetry_travelmode_lowlatency_override";
-constexpr char kStoreName[] = "telemetry_service_settings";
+using Tamar::OS::Telemetry::kDeviceConfigNamespace;
+using Tamar::OS::Telemetry::kQosOverrideKey;
+using Tamar::OS::Telemetry::kTelemetryServiceSetting;
+using Tamar::OS::Telemetry::kTravelModeOverrideKey;
 
 AccountState accountStateAt(ITelemetrySettingsManager& manager,
                             const ITelemetrySettingsManager::TimePoint& t) {
@@ -75,15 +77,16 @@ std::vector<std::string> sorted(const Set& items) {
 // manager reads them, the device-config service first, then the key-value store copy.
 std::vector<RemoteString> otherRemoteStrings() {
     const std::vector<std::string> keys = {vela::StatsdEventVerificationList, kQosOverrideKey,
-                                           kTravelOverrideKey};
+                                           kTravelModeOverrideKey};
     std::vector<RemoteString> out;
     com::halcyon::deviceconfig::DeviceConfig deviceConfig;
     const bool serviceUp = deviceConfig.isDeviceConfigAvailable();
     std::optional<com::halcyon::deviceconfig::Properties> remote;
     if (serviceUp) {
-        remote = deviceConfig.getProperties(kNamespace, {keys[0], keys[1], keys[2]});
+        remote = deviceConfig.getProperties(kDeviceConfigNamespace, {keys[0], keys[1], keys[2]});
     }
-    KeyValueDispatch store(Store::Shared, kStoreName, std::make_shared<StorageCache>());
+    KeyValueDispatch store(Store::Shared, kTelemetryServiceSetting,
+                           std::make_shared<StorageCache>());
     for (const auto& key : keys) {
         RemoteString entry{key, "", "built-in default"};
         constexpr char kAbsent[] =
