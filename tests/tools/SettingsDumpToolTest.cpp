@@ -80,13 +80,12 @@ public:
 
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 1, stdoutPath.empty() ? out.c_str()
-                                                                         : stdoutPath.c_str(),
+        posix_spawn_file_actions_addopen(&actions, 1,
+                                         stdoutPath.empty() ? out.c_str() : stdoutPath.c_str(),
                                          O_WRONLY | O_CREAT, 0600);
         posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT, 0600);
         pid_t pid = -1;
-        const int spawned =
-                posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+        const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
         posix_spawn_file_actions_destroy(&actions);
         ToolResult result;
         if (spawned != 0) {
@@ -176,10 +175,10 @@ TEST(SettingsDumpTest, TextAgreesWithJsonAndShortensRemoteStringsUnlessFull) {
     TextReport full(fullRun.out);
     const json doc = dumpJson(dir, "json", {});
 
-    EXPECT_THAT(text.titles,
-                ::testing::ElementsAre("", "Telemetry", "Account state now", "Account state 0 s ago",
-                                       "Preferences", "Feature gates", "Remote configuration",
-                                       "Event lists", "Upload", "Account-state histories"));
+    EXPECT_THAT(text.titles, ::testing::ElementsAre(
+                                     "", "Telemetry", "Account state now", "Account state 0 s ago",
+                                     "Preferences", "Feature gates", "Remote configuration",
+                                     "Event lists", "Upload", "Account-state histories"));
     for (const auto& [title, rows] : text.rows) {
         std::set<size_t> columns;
         for (const auto& row : rows) {
@@ -258,13 +257,14 @@ TEST(SettingsDumpTest, JsonHasTypedValuesStructuredHistoriesAndNoMadeUpPastState
     EXPECT_EQ(doc["histories"][1]["entries"][0]["value"], 10);
     const auto uptime = std::chrono::steady_clock::now().time_since_epoch();
     EXPECT_LE(*seconds.rbegin(), std::chrono::duration_cast<std::chrono::seconds>(uptime).count());
-    EXPECT_GE(*seconds.begin() + 120, std::chrono::duration_cast<std::chrono::seconds>(uptime).count());
+    EXPECT_GE(*seconds.begin() + 120,
+              std::chrono::duration_cast<std::chrono::seconds>(uptime).count());
 
     ToolResult text = dump(dir, "text", {"--at", "60"});
     EXPECT_THAT(text.out, HasSubstr("Account state 60 s ago\n  unknown: no history reaches back"));
     // Right after recording there is a past state.
-    EXPECT_EQ(dumpJson(dir, "zero", {"--at", "0"})["account_state"]["earlier"]["state"]
-                     ["current_user"],
+    EXPECT_EQ(dumpJson(dir, "zero",
+                       {"--at", "0"})["account_state"]["earlier"]["state"]["current_user"],
               10);
 }
 
@@ -291,11 +291,12 @@ TEST(SettingsDumpTest, ReportsWhereTheManagerTookItsRemoteStrings) {
 TEST(SettingsDumpTest, PipesAreReadOnceAndLinesFollowOneRule) {
     TempDir dir;
     // Process substitution hands the tool pipes, which can be read only once.
-    const std::string script = "exec \"$0\" --json --state-dir \"$1\" --settings <(cat \"$2\")"
-                               " --device-config <(cat \"$3\") --properties <(cat \"$4\")";
-    ToolResult piped = dir.run({"/bin/bash", "-c", script, kTool, dir / "piped",
-                                kDefaults + "/settings.conf", kDefaults + "/deviceconfig.conf",
-                                kDefaults + "/properties.conf"});
+    const std::string script =
+            "exec \"$0\" --json --state-dir \"$1\" --settings <(cat \"$2\")"
+            " --device-config <(cat \"$3\") --properties <(cat \"$4\")";
+    ToolResult piped =
+            dir.run({"/bin/bash", "-c", script, kTool, dir / "piped", kDefaults + "/settings.conf",
+                     kDefaults + "/deviceconfig.conf", kDefaults + "/properties.conf"});
     ASSERT_EQ(piped.exitCode, 0) << piped.err;
     const json pipedDoc = json::parse(piped.out);
     EXPECT_EQ(pipedDoc["telemetry_enabled"], true);
@@ -313,8 +314,9 @@ TEST(SettingsDumpTest, PipesAreReadOnceAndLinesFollowOneRule) {
     const std::string remote = dir.write(
             "d.conf", bom + "  halcyon_shared_os_services/halcyon_mobile_telemetry_rate_limit"
                             " = 5/5 \r\n");
-    const json doc = dumpJson(dir, "rules", {"--settings", settings, "--properties", properties,
-                                             "--device-config", remote});
+    const json doc = dumpJson(
+            dir, "rules",
+            {"--settings", settings, "--properties", properties, "--device-config", remote});
     EXPECT_EQ(doc["telemetry_enabled"], true);
     EXPECT_EQ(doc["telemetry_device_id"], "id-7");
     EXPECT_EQ(doc["user_dev_build"], false);
@@ -426,7 +428,8 @@ TEST(SettingsDumpTest, BrokenStoreOrStdoutExitsOneAndLeavesTheStoreAsItWas) {
         full.insert(full.end(), {"--state-dir", dir / "good"});
         ToolResult run = dir.run(full, "/dev/full");
         EXPECT_EQ(run.exitCode, 1);
-        EXPECT_EQ(run.err, "telemetry-settings-dump: cannot write to stdout: No space left on device\n");
+        EXPECT_EQ(run.err,
+                  "telemetry-settings-dump: cannot write to stdout: No space left on device\n");
     }
 }
 

@@ -42,6 +42,12 @@ json historyValue(const std::string& text) {
 // files held) become one code point per byte, and their pointers are listed, so that every
 // original byte can be recovered.
 void makeStringsUtf8(json& node, const std::string& pointer, json& latin1Pointers) {
+    auto child = [&pointer](const std::string& name) {
+        std::string path = pointer;
+        path += '/';
+        path += name;
+        return path;
+    };
     if (node.is_string()) {
         const std::string& text = node.get_ref<const std::string&>();
         if (!isValidUtf8(text)) {
@@ -50,12 +56,12 @@ void makeStringsUtf8(json& node, const std::string& pointer, json& latin1Pointer
         }
     } else if (node.is_array()) {
         for (size_t i = 0; i < node.size(); ++i) {
-            makeStringsUtf8(node[i], pointer + "/" + std::to_string(i), latin1Pointers);
+            makeStringsUtf8(node[i], child(std::to_string(i)), latin1Pointers);
         }
     } else if (node.is_object()) {
         // Object keys are all fixed names of this report.
         for (auto& [key, value] : node.items()) {
-            makeStringsUtf8(value, pointer + "/" + key, latin1Pointers);
+            makeStringsUtf8(value, child(key), latin1Pointers);
         }
     }
 }

@@ -2,7 +2,6 @@
 
 #include "HistoryDump.h"
 
-#include <deviceconfig/DeviceConfig.h>
 #include <keyvalue/KeyValueStore.h>
 #include <telemetry/settingsmanager/RemoteConfigKeys.h>
 #include <telemetry/settingsmanager/SettingsKeys.h>
@@ -83,6 +82,8 @@ int64_t nanosSinceBoot(std::chrono::steady_clock::time_point t) {
 std::vector<RemoteString> remoteStrings(ITelemetrySettingsManager& manager,
                                         const DeviceConfigLookup& deviceConfig) {
     std::vector<RemoteString> out;
+    const KeyValueDispatch store(Store::Shared, Tamar::OS::Telemetry::kTelemetryServiceSetting,
+                                 std::make_shared<StorageCache>());
     for (const auto& remote : kRemoteStringKeys) {
         RemoteString entry{remote.key, remote.defaultValue, RemoteSource::kBuiltInDefault};
         if (deviceConfig) {
@@ -91,8 +92,6 @@ std::vector<RemoteString> remoteStrings(ITelemetrySettingsManager& manager,
                 entry.source = RemoteSource::kDeviceConfigService;
             }
         } else {
-            KeyValueDispatch store(Store::Shared, Tamar::OS::Telemetry::kTelemetryServiceSetting,
-                                   std::make_shared<StorageCache>());
             entry.value = store.getValue(remote.key, remote.defaultValue);
             if (entry.value != remote.defaultValue) entry.source = RemoteSource::kKeyValueStore;
         }
