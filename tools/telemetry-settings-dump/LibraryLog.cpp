@@ -11,15 +11,25 @@ namespace {
 // The tag of the host key-value store's own log lines.
 constexpr char kKeyValueStoreTag[] = "KeyValueStore";
 
-std::mutex storeErrorMutex;
-std::optional<std::string> storeError;  // guarded by storeErrorMutex
-bool forwardToStderr = false;           // set before the logger is installed, then only read
+struct StoreErrors {
+    std::mutex mutex;
+    std::optional<std::string> first;  // guarded by mutex
+};
+
+// Never destroyed: library threads may still log while the process exits.
+StoreErrors& storeErrors() {
+    static auto* errors = new StoreErrors();
+    return *errors;
+}
+
+bool forwardToStderr = false;  // set before the logger is installed and threads start
 
 void logLine(const struct __android_logger_data* data, const char* message) {
     if (data->priority >= ANDROID_LOG_ERROR && data->tag != nullptr &&
         std::strcmp(data->tag, kKeyValueStoreTag) == 0) {
-        std::lock_guard<std::mutex> lock(storeErrorMutex);
-        if (!storeError) storeError = message != nullptr ? message : "";
+        StoreErrors& errors = storeErrors();
+        std::lock_guard<std::mutex> lock(errors.mutex);
+        if (!errors.first) errors.first = message != nullptr ? message : "";
     }
     if (forwardToStderr) __android_log_stderr_logger(data, message);
 }
@@ -28,13 +38,15 @@ void logLine(const struct __android_logger_data* data, const char* message) {
 
 void routeLibraryLog(bool verbose) {
     forwardToStderr = verbose;
+    storeErrors();
     __android_log_set_minimum_priority(verbose ? ANDROID_LOG_DEBUG : ANDROID_LOG_ERROR);
     __android_log_set_logger(&logLine);
 }
 
 std::optional<std::string> firstKeyValueStoreError() {
-    std::lock_guard<std::mutex> lock(storeErrorMutex);
-    return storeError;
+    StoreErrors& errors = storeErrors();
+    std::lock_guard<std::mutex> lock(errors.mutex);
+    return errors.first;
 }
 
 }  // namespace telemetrydump
