@@ -23,6 +23,17 @@ for tree in "$source" "$build"; do
   fi
 done
 
+# Sanitizer builds name suppression files in the source tree: the run gets copies.
+for var in ASAN_OPTIONS LSAN_OPTIONS TSAN_OPTIONS UBSAN_OPTIONS; do
+  value="${!var:-}"
+  while [[ "$value" =~ suppressions=("$source"/[^:[:space:]]*) ]]; do
+    file="${BASH_REMATCH[1]}"
+    cp "$file" "$work/$var.supp"
+    value="${value//"$file"/"$work/$var.supp"}"
+  done
+  [[ -z "$value" ]] || export "$var=$value"
+done
+
 run() {
   env -u LD_LIBRARY_PATH -u TELEMETRY_SETTINGS_MODULE "$tool" --json --state-dir "$work/state" \
     > "$work/out.json" 2> "$work/err"

@@ -16,7 +16,8 @@ const char* yesNo(bool value) {
 }
 
 std::string optionalText(const std::optional<std::string>& value) {
-    return value ? escapeForTerminal(*value) : "(none)";
+    if (!value) return "(none)";
+    return value->empty() ? "\"\"" : escapeForTerminal(*value);
 }
 
 const char* sourceText(RemoteSource source) {
