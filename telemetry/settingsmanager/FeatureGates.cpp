@@ -132,28 +132,38 @@ bool TelemetrySettingsManager::updateGkValues() {
     return true;
 }
 
+namespace {
+
+// Re-reads a live gate; a changed value is cached and mirrored into the store. Kept out of
+// getGKFlag so that the cached answer needs no stack frame.
+[[gnu::noinline]] bool readLiveGate(const GateAddressIndex::Entry& gate,
+                                    const KeyValueDispatch& store) {
+    const bool last = gate.value->load();
+    const bool value = (*gate.liveAccessor)().value_or(last);
+    if (value == last) return value;
+    gate.value->store(value);
+    if (!store.setValue(gate.name, value ? "1" : "0")) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Failed to cache %s value to kvstore",
+                            gate.name);
+    }
+    return value;
+}
+
+}  // namespace
+
 bool TelemetrySettingsManager::getGKFlag(const char* name) {
     initializeGKs();
-    if (name == nullptr) return false;
-
     // Gates are found by the address of their constant. Anything else (a copy of a gate's
     // text, an unknown name) is answered from the cache by its text, never from the property.
     // The cache is read without a lock, so an unknown name is answered false, not inserted.
     const GateAddressIndex::Entry* gate = gateIndex.find(name);
-    if (gate == nullptr) {
-        const auto cached = gkValueCache.find(std::string_view(name));
-        return cached != gkValueCache.end() && cached->second.load();
+    if (gate != nullptr) {
+        if (gate->liveAccessor == nullptr) return gate->value->load();
+        return readLiveGate(*gate, *kvStore);
     }
-    if (gate->liveAccessor == nullptr) return gate->value->load();
-
-    const bool last = gate->value->load();
-    const bool value = (*gate->liveAccessor)().value_or(last);
-    if (value == last) return value;
-    gate->value->store(value);
-    if (!kvStore->setValue(name, value ? "1" : "0")) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Failed to cache %s value to kvstore", name);
-    }
-    return value;
+    if (name == nullptr) return false;
+    const auto cached = gkValueCache.find(std::string_view(name));
+    return cached != gkValueCache.end() && cached->second.load();
 }
 
 bool TelemetrySettingsManager::getIsUserDevBuild() {
