@@ -124,6 +124,7 @@ private:
     static std::shared_ptr<ITelemetrySettingsManager> instance_;
 
     void fillTables();
+    bool firstSync();  // the first pass of syncSettings, made with the sync lock held
     void buildLowLatencyMaps();
 
     std::shared_ptr<IHistoryStore<bool>> accountCheckpointedHistory;
