@@ -135,7 +135,7 @@ bool TelemetrySettingsManager::updateGkValues() {
 namespace {
 
 // Re-reads a live gate; a changed value is cached and mirrored into the store. Kept out of
-// getGKFlag so that the cached answer needs no stack frame.
+// getGKFlag so that the cached answer stays a lookup and a load.
 [[gnu::noinline]] bool readLiveGate(const GateAddressIndex::Entry& gate,
                                     const KeyValueDispatch& store) {
     const bool last = gate.value->load();
