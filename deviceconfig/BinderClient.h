@@ -48,6 +48,13 @@ public:
           mDeathRecipient(new ServiceDeathRecipient(this)) {
         std::future<void> firstAttempt = mFirstAttemptPromise.get_future();
         connectAsync();
+        // An attempt with the service up ends within microseconds. Yielding for that long,
+        // instead of sleeping at once, spares a wake-up on top of the thread's own start.
+        const auto spinUntil = std::chrono::steady_clock::now() + kFirstAttemptSpin;
+        while (firstAttempt.wait_for(std::chrono::seconds(0)) != std::future_status::ready &&
+               std::chrono::steady_clock::now() < spinUntil) {
+            std::this_thread::yield();
+        }
         firstAttempt.wait();
     }
 
@@ -193,6 +200,7 @@ private:
     }
 
     static constexpr const char* kLogTag = "DeviceConfig";
+    static constexpr std::chrono::microseconds kFirstAttemptSpin{50};
 
     const std::string mServiceName;
     const std::chrono::milliseconds mTimeout;

@@ -2,6 +2,7 @@
 
 #include <sys/system_properties.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -9,17 +10,34 @@
 
 namespace {
 
-// Reads the current value; an unset property reads as "".
-std::string ReadProperty(const char* key) {
-    std::string value;
-    const prop_info* info = __system_property_find(key);
-    if (info == nullptr) return value;
+using PropertyHandle = std::atomic<const prop_info*>;
+
+// Passes the current value to `reader` (an unset property reads as ""). The handle is looked up
+// once per accessor and kept: a property's record lives as long as the process, so only a
+// property that does not exist yet is looked up again on the next read.
+template <typename Reader>
+void ReadProperty(const char* key, PropertyHandle& handle, Reader& reader) {
+    const prop_info* info = handle.load(std::memory_order_acquire);
+    if (info == nullptr) {
+        info = __system_property_find(key);
+        if (info == nullptr) {
+            reader("");
+            return;
+        }
+        handle.store(info, std::memory_order_release);
+    }
     __system_property_read_callback(
             info,
             [](void* cookie, const char* /*name*/, const char* text, uint32_t /*serial*/) {
-                *static_cast<std::string*>(cookie) = text;
+                (*static_cast<Reader*>(cookie))(text);
             },
-            &value);
+            &reader);
+}
+
+std::string ReadProperty(const char* key, PropertyHandle& handle) {
+    std::string value;
+    auto copy = [&value](const char* text) { value = text; };
+    ReadProperty(key, handle, copy);
     return value;
 }
 
@@ -27,22 +45,27 @@ std::string ReadProperty(const char* key) {
 // generated property code; these properties have no legacy name, so it is always null and
 // never read.
 template <typename T>
-T GetProp(const char* key, const char* legacy_key);
+T GetProp(const char* key, const char* legacy_key, PropertyHandle& handle);
 
+// Parsed inside the read, so that a flag read copies nothing.
 template <>
-std::optional<bool> GetProp<std::optional<bool>>(const char* key, const char* /*legacy_key*/) {
-    const std::string value = ReadProperty(key);
-    const char* text = value.c_str();
-    if (strcasecmp(text, "1") == 0 || strcasecmp(text, "true") == 0) return true;
-    if (strcasecmp(text, "0") == 0 || strcasecmp(text, "false") == 0) return false;
-    return std::nullopt;
+std::optional<bool> GetProp<std::optional<bool>>(const char* key, const char* /*legacy_key*/,
+                                                 PropertyHandle& handle) {
+    std::optional<bool> result;
+    auto parse = [&result](const char* text) {
+        if (strcasecmp(text, "1") == 0 || strcasecmp(text, "true") == 0) result = true;
+        if (strcasecmp(text, "0") == 0 || strcasecmp(text, "false") == 0) result = false;
+    };
+    ReadProperty(key, handle, parse);
+    return result;
 }
 
 // strtoll-based so that errno tells callers why a value was rejected: EINVAL for text
 // that is not exactly one number, ERANGE for a number outside int.
 template <>
-std::optional<int> GetProp<std::optional<int>>(const char* key, const char* /*legacy_key*/) {
-    const std::string value = ReadProperty(key);
+std::optional<int> GetProp<std::optional<int>>(const char* key, const char* /*legacy_key*/,
+                                               PropertyHandle& handle) {
+    const std::string value = ReadProperty(key, handle);
     const char* start = value.c_str();
     while (*start == ' ' || *start == '\t' || *start == '\n' || *start == '\v' || *start == '\f' ||
            *start == '\r') {
@@ -67,8 +90,9 @@ std::optional<int> GetProp<std::optional<int>>(const char* key, const char* /*le
 
 template <>
 std::optional<std::string> GetProp<std::optional<std::string>>(const char* key,
-                                                               const char* /*legacy_key*/) {
-    std::string value = ReadProperty(key);
+                                                               const char* /*legacy_key*/,
+                                                               PropertyHandle& handle) {
+    std::string value = ReadProperty(key, handle);
     if (value.empty()) return std::nullopt;
     return value;
 }
@@ -167,9 +191,10 @@ std::optional<std::string> GetProp<std::optional<std::string>>(const char* key,
 
 namespace halcyon::sysprop::SharedOsServicesProperties {
 
-#define DEFINE_ACCESSOR(type, accessor, key)               \
-    std::optional<type> accessor() {                       \
-        return GetProp<std::optional<type>>(key, nullptr); \
+#define DEFINE_ACCESSOR(type, accessor, key)                       \
+    std::optional<type> accessor() {                               \
+        static PropertyHandle handle{nullptr};                     \
+        return GetProp<std::optional<type>>(key, nullptr, handle); \
     }
 
 SHARED_OS_SERVICES_PROPERTIES(DEFINE_ACCESSOR)

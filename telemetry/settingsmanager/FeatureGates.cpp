@@ -77,6 +77,11 @@ void TelemetrySettingsManager::fillTables() {
         // unlocked readers and the possibly concurrent first refreshes never insert.
         gkValueCache.try_emplace(gate.name, gate.defaultValue);
     }
+    // Map nodes never move, so the index may point into them.
+    for (const GateRecord& gate : kGateTable) {
+        gateIndex.add({gate.name, &gkValueCache.find(std::string_view(gate.name))->second,
+                       gate.live ? &syspropsApiMap.find(gate.name)->second : nullptr});
+    }
 }
 
 bool TelemetrySettingsManager::initializeGKs() {
@@ -127,25 +132,38 @@ bool TelemetrySettingsManager::updateGkValues() {
     return true;
 }
 
-bool TelemetrySettingsManager::getGKFlag(const char* name) {
-    initializeGKs();
-    if (name == nullptr) return false;
+namespace {
 
-    // The cache is read without a lock, so it must never change shape after construction:
-    // a name that is not one of the 23 gates (or a copy of a gate's text that is not in the
-    // cache) is answered false without inserting an entry for it.
-    const auto cached = gkValueCache.find(std::string_view(name));
-    if (cached == gkValueCache.end()) return false;
-    if (!liveGates.contains(name)) return cached->second.load();
-
-    const bool last = cached->second.load();
-    const bool value = syspropsApiMap.find(name)->second().value_or(last);
+// Re-reads a live gate; a changed value is cached and mirrored into the store. Kept out of
+// getGKFlag so that the cached answer stays a lookup and a load.
+[[gnu::noinline]] bool readLiveGate(const GateAddressIndex::Entry& gate,
+                                    const KeyValueDispatch& store) {
+    const bool last = gate.value->load();
+    const bool value = (*gate.liveAccessor)().value_or(last);
     if (value == last) return value;
-    cached->second.store(value);
-    if (!kvStore->setValue(name, value ? "1" : "0")) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Failed to cache %s value to kvstore", name);
+    gate.value->store(value);
+    if (!store.setValue(gate.name, value ? "1" : "0")) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Failed to cache %s value to kvstore",
+                            gate.name);
     }
     return value;
+}
+
+}  // namespace
+
+bool TelemetrySettingsManager::getGKFlag(const char* name) {
+    initializeGKs();
+    // Gates are found by the address of their constant. Anything else (a copy of a gate's
+    // text, an unknown name) is answered from the cache by its text, never from the property.
+    // The cache is read without a lock, so an unknown name is answered false, not inserted.
+    const GateAddressIndex::Entry* gate = gateIndex.find(name);
+    if (gate != nullptr) {
+        if (gate->liveAccessor == nullptr) return gate->value->load();
+        return readLiveGate(*gate, *kvStore);
+    }
+    if (name == nullptr) return false;
+    const auto cached = gkValueCache.find(std::string_view(name));
+    return cached != gkValueCache.end() && cached->second.load();
 }
 
 bool TelemetrySettingsManager::getIsUserDevBuild() {

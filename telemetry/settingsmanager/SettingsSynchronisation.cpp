@@ -27,6 +27,12 @@ bool TelemetrySettingsManager::syncSettings() {
 
     initializeGKs();
     if (synced) return true;
+    return firstSync();
+}
+
+// Kept out of syncSettings so that the pass every reader makes once synchronised is small
+// enough to be inlined into the readers.
+[[gnu::noinline]] bool TelemetrySettingsManager::firstSync() {
     if (!isServiceRunning(kPreferencesServiceName)) return false;
     if (settingsManager == nullptr) {
         settingsManager = BASALT::Settings::v3::createSettingsManagerPtr();

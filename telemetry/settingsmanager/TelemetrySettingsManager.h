@@ -3,6 +3,7 @@
 #include <keyvalue/KeyValueStore.h>
 #include <settingsmodule/ISettingsManager.h>
 #include <telemetry/historystore/IHistoryStore.h>
+#include <telemetry/settingsmanager/GateAddressIndex.h>
 #include <telemetry/settingsmanager/ITelemetrySettingsManager.h>
 #include <telemetry/settingsmanager/OwnerCheckedTimedMutex.h>
 
@@ -122,9 +123,8 @@ public:
 private:
     static std::shared_ptr<ITelemetrySettingsManager> instance_;
 
-    using GateAccessor = std::function<std::optional<bool>()>;
-
     void fillTables();
+    bool firstSync();  // the first pass of syncSettings, made with the sync lock held
     void buildLowLatencyMaps();
 
     std::shared_ptr<IHistoryStore<bool>> accountCheckpointedHistory;
@@ -164,6 +164,7 @@ private:
     bool uploadTriggered = false;
     std::string lastOnDemandToken;
     std::atomic<bool> uploadStateLocked{false};
+    GateAddressIndex gateIndex;  // filled with the gates by the constructor, read-only afterwards
 };
 
 }  // namespace Telemetry

@@ -3,6 +3,7 @@
 #include <LogCapture.h>
 
 #include <android/log.h>
+#include <telemetry/settingsmanager/GateAddressIndex.h>
 
 namespace gatestest {
 namespace {
@@ -62,6 +63,34 @@ TEST_F(GatesTest, LiveGatesFollowTheirPropertyWhileOthersKeepTheLastRefresh) {
         EXPECT_FALSE(manager->getGKFlag(row.constant)) << row.constant;
         EXPECT_EQ(stored(row.constant), "0") << row.constant;
     }
+}
+
+// Only the constant itself finds its gate: a copy of its text, another name or null finds
+// nothing, also in an index filled to capacity (which keeps one slot empty to end a search).
+TEST(GateAddressIndexTest, FindsAGateByTheAddressOfItsConstantOnly) {
+    using Tamar::OS::Telemetry::GateAddressIndex;
+    GateAddressIndex index;
+    std::vector<std::atomic<bool>> values(gateRows().size());
+    for (size_t i = 0; i < gateRows().size(); ++i) {
+        EXPECT_TRUE(index.add({gateRows()[i].constant, &values[i], nullptr}));
+    }
+    EXPECT_FALSE(index.add({gateRows()[0].constant, &values[1], nullptr}));
+    EXPECT_FALSE(index.add({nullptr, &values[0], nullptr}));
+    std::vector<char> others(64);
+    size_t added = gateRows().size();
+    for (char& other : others) added += index.add({&other, &values[0], nullptr}) ? 1 : 0;
+    EXPECT_EQ(added, 63u);
+
+    for (size_t i = 0; i < gateRows().size(); ++i) {
+        const GateAddressIndex::Entry* entry = index.find(gateRows()[i].constant);
+        ASSERT_NE(entry, nullptr) << gateRows()[i].constant;
+        EXPECT_EQ(entry->value, &values[i]) << gateRows()[i].constant;
+        const std::string copy = gateRows()[i].constant;
+        EXPECT_EQ(index.find(copy.c_str()), nullptr) << gateRows()[i].constant;
+    }
+    EXPECT_EQ(index.find(&others.back()), nullptr);
+    EXPECT_EQ(index.find("no_such_gate"), nullptr);
+    EXPECT_EQ(index.find(nullptr), nullptr);
 }
 
 TEST_F(GatesTest, RefusedStoreWritesAreLoggedAndValuesKept) {
