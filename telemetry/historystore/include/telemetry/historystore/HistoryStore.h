@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <telemetry/historystore/ClockWrapper.h>
 #include <telemetry/historystore/HistoryStoreBase.h>
 #include <telemetry/historystore/IHistoryStore.h>
@@ -19,7 +21,7 @@ namespace Telemetry {
 // an optional user id, so that an earlier event can be attributed to the state of its time.
 // Instantiated for bool, int and unsigned int only (see HistoryStore.cpp).
 template <typename T>
-class HistoryStore : public IHistoryStore<T>, public HistoryStoreBase {
+class TELEMETRY_EXPORT HistoryStore : public IHistoryStore<T>, public HistoryStoreBase {
 public:
     using time_point = HistoryStoreBase::time_point;
 

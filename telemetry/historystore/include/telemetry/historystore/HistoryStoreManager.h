@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <telemetry/historystore/HistoryStoreBase.h>
 #include <telemetry/historystore/IHistoryStore.h>
 
@@ -17,7 +19,7 @@ namespace Telemetry {
 
 // Makes the value histories and keeps every one it made, so that they can be cleaned up and
 // dumped together.
-class HistoryStoreManager {
+class TELEMETRY_EXPORT HistoryStoreManager {
 public:
     using time_point = std::chrono::steady_clock::time_point;
     // A store and the number of newest entries per user it keeps on clean-up.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -16,7 +18,7 @@ class HistoryStoreManager;
 
 // How telemetry behaves on this device, as one process sees it. Reached through
 // TelemetrySettingsManager::instance(). The slot order of the operations is ABI.
-class ITelemetrySettingsManager {
+class TELEMETRY_EXPORT ITelemetrySettingsManager {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
     using UserId = std::optional<unsigned int>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <keyvalue/KeyValueStore.h>
 #include <settingsmodule/ISettingsManager.h>
 #include <telemetry/historystore/IHistoryStore.h>
@@ -33,7 +35,7 @@ struct TransparentStringHash {
 
 using LowLatencyOverrideMap = std::unordered_map<std::string, bool>;
 
-class TelemetrySettingsManager : public BASALT::Settings::v3::ISettingsListener,
+class TELEMETRY_EXPORT TelemetrySettingsManager : public BASALT::Settings::v3::ISettingsListener,
                                  public ITelemetrySettingsManager {
 public:
     static std::shared_ptr<ITelemetrySettingsManager> instance();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 // Names of the feature gates and remote configuration keys. Gates are looked up by the
 // address of these arrays, so callers must pass the constants themselves, not copies.
 
@@ -8,33 +10,33 @@ namespace OS {
 namespace Telemetry {
 namespace TelemetryVelaconfigs {
 
-extern const char EnableIntakeMonitor[];
-extern const char EnableTelemetryEnforcePermission[];
-extern const char EnableDtEventStats[];
-extern const char DisableTelemetryLegacySessions[];
-extern const char EnableTelemetryHistoryStore[];
-extern const char EnableTelemetrySetDefaultRateLimit[];
-extern const char EnableStatsdVerification[];
-extern const char EnableDebuggingAtScale[];
-extern const char EnableTelemetryNetworkManager[];
-extern const char EnableOnDemandStatsdReport[];
-extern const char EnableOnDemandTelemetry[];
-extern const char EnableTelemetrySessionCorrelation[];
-extern const char EnableTelemetryWorkflowSessions[];
-extern const char EnableTelemetryPurgeEvent[];
-extern const char EnableEventHealthCounters[];
-extern const char EnableTPXHealthCounters[];
-extern const char EnableWrenLoggerHealthCounters[];
-extern const char EnableHealthCountersArchivedFileUpload[];
-extern const char EnableNTGracefulShutdown[];
-extern const char TelemetryDisableOfflineUpload[];
-extern const char TelemetryRedundantDonStateUpdate[];
-extern const char TelemetryLowLatencyAllowList[];
-extern const char TelemetryUploadMaxBackoff[];
+extern TELEMETRY_EXPORT const char EnableIntakeMonitor[];
+extern TELEMETRY_EXPORT const char EnableTelemetryEnforcePermission[];
+extern TELEMETRY_EXPORT const char EnableDtEventStats[];
+extern TELEMETRY_EXPORT const char DisableTelemetryLegacySessions[];
+extern TELEMETRY_EXPORT const char EnableTelemetryHistoryStore[];
+extern TELEMETRY_EXPORT const char EnableTelemetrySetDefaultRateLimit[];
+extern TELEMETRY_EXPORT const char EnableStatsdVerification[];
+extern TELEMETRY_EXPORT const char EnableDebuggingAtScale[];
+extern TELEMETRY_EXPORT const char EnableTelemetryNetworkManager[];
+extern TELEMETRY_EXPORT const char EnableOnDemandStatsdReport[];
+extern TELEMETRY_EXPORT const char EnableOnDemandTelemetry[];
+extern TELEMETRY_EXPORT const char EnableTelemetrySessionCorrelation[];
+extern TELEMETRY_EXPORT const char EnableTelemetryWorkflowSessions[];
+extern TELEMETRY_EXPORT const char EnableTelemetryPurgeEvent[];
+extern TELEMETRY_EXPORT const char EnableEventHealthCounters[];
+extern TELEMETRY_EXPORT const char EnableTPXHealthCounters[];
+extern TELEMETRY_EXPORT const char EnableWrenLoggerHealthCounters[];
+extern TELEMETRY_EXPORT const char EnableHealthCountersArchivedFileUpload[];
+extern TELEMETRY_EXPORT const char EnableNTGracefulShutdown[];
+extern TELEMETRY_EXPORT const char TelemetryDisableOfflineUpload[];
+extern TELEMETRY_EXPORT const char TelemetryRedundantDonStateUpdate[];
+extern TELEMETRY_EXPORT const char TelemetryLowLatencyAllowList[];
+extern TELEMETRY_EXPORT const char TelemetryUploadMaxBackoff[];
 
-extern const char TelemetryAllowedSDKEventsList[];
-extern const char StatsdEventVerificationList[];
-extern const char RateLimiterConfig[];
+extern TELEMETRY_EXPORT const char TelemetryAllowedSDKEventsList[];
+extern TELEMETRY_EXPORT const char StatsdEventVerificationList[];
+extern TELEMETRY_EXPORT const char RateLimiterConfig[];
 
 }  // namespace TelemetryVelaconfigs
 }  // namespace Telemetry

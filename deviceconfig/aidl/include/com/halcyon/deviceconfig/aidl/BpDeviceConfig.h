@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
 #include <utils/Errors.h>
@@ -7,7 +9,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class BpDeviceConfig : public ::android::BpInterface<IDeviceConfig> {
+class TELEMETRY_EXPORT BpDeviceConfig : public ::android::BpInterface<IDeviceConfig> {
 public:
     explicit BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_impl);
     virtual ~BpDeviceConfig() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
 #include <utils/Errors.h>
@@ -7,7 +9,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class BpOnPropertiesChangeListener : public ::android::BpInterface<IOnPropertiesChangeListener> {
+class TELEMETRY_EXPORT BpOnPropertiesChangeListener : public ::android::BpInterface<IOnPropertiesChangeListener> {
 public:
     explicit BpOnPropertiesChangeListener(const ::android::sp<::android::IBinder>& _aidl_impl);
     virtual ~BpOnPropertiesChangeListener() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
 #include <binder/Status.h>
@@ -14,7 +16,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class IDeviceConfig : public ::android::IInterface {
+class TELEMETRY_EXPORT IDeviceConfig : public ::android::IInterface {
 public:
     static const ::android::String16 descriptor;
     static ::android::sp<IDeviceConfig> asInterface(const ::android::sp<::android::IBinder>& obj);
@@ -37,7 +39,7 @@ private:
     static std::unique_ptr<IDeviceConfig> default_impl;
 };
 
-class IDeviceConfigDefault : public IDeviceConfig {
+class TELEMETRY_EXPORT IDeviceConfigDefault : public IDeviceConfig {
 public:
     ::android::IBinder* onAsBinder() override { return nullptr; }
     ::android::binder::Status getProperties(const std::string& /*ns*/,

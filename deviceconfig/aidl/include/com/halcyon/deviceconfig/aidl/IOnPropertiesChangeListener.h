@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
 #include <binder/Status.h>
@@ -12,7 +14,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class IOnPropertiesChangeListener : public ::android::IInterface {
+class TELEMETRY_EXPORT IOnPropertiesChangeListener : public ::android::IInterface {
 public:
     static const ::android::String16 descriptor;
     static ::android::sp<IOnPropertiesChangeListener> asInterface(
@@ -31,7 +33,7 @@ private:
     static std::unique_ptr<IOnPropertiesChangeListener> default_impl;
 };
 
-class IOnPropertiesChangeListenerDefault : public IOnPropertiesChangeListener {
+class TELEMETRY_EXPORT IOnPropertiesChangeListenerDefault : public IOnPropertiesChangeListener {
 public:
     ::android::IBinder* onAsBinder() override { return nullptr; }
     ::android::binder::Status onPropertiesChanged(
