@@ -1,5 +1,6 @@
 #pragma once
 
+#include <halcyon/Mutex.h>
 #include <halcyon/TelemetryExport.h>
 
 #include <telemetry/historystore/ClockWrapper.h>
@@ -52,8 +53,8 @@ public:
 private:
     const std::string storeName;
     const std::unique_ptr<ClockWrapper> clock;
-    std::map<HistoryKey, T> history;
-    mutable std::mutex mutex;
+    std::map<HistoryKey, T> history GUARDED_BY(mutex);
+    mutable Mutex mutex;  // guards history; taken alone, never with another lock
 };
 
 extern template class HistoryStore<bool>;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <halcyon/Mutex.h>
 #include <halcyon/TelemetryExport.h>
 
 #include <telemetry/historystore/HistoryStoreBase.h>
@@ -55,8 +56,8 @@ public:
     std::vector<RegistryEntry> registry() const;
 
 private:
-    mutable std::mutex registryLock;
-    std::vector<RegistryEntry> stores;
+    mutable Mutex registryLock;  // guards stores; released before any store is touched
+    std::vector<RegistryEntry> stores GUARDED_BY(registryLock);
 };
 
 extern template std::shared_ptr<IHistoryStore<bool>> HistoryStoreManager::createHistoryStore<bool>(
