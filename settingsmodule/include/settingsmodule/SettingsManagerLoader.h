@@ -22,6 +22,7 @@
 namespace BASALT {
 namespace internal {
 
+// Loads the settings module at most once per process and keeps the outcome.
 class TELEMETRY_EXPORT Loader {
 public:
     struct ModuleRecord {
@@ -75,6 +76,7 @@ private:
 
 namespace internal {
 
+// Destroys module objects of type T through the module's destroy entry point.
 template <typename T, typename DestroyName, int64_t Version>
 struct PtrFactory {
     using DestroyFunction = void(int64_t version, void* object) noexcept;

@@ -7,6 +7,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
+// Service side of IDeviceConfig: unparcels each transaction and calls the implementation.
 class TELEMETRY_EXPORT BnDeviceConfig : public ::android::BnInterface<IDeviceConfig> {
 public:
     static constexpr uint32_t TRANSACTION_getProperties =

@@ -7,6 +7,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
+// Listener side of IOnPropertiesChangeListener: unparcels change notices for the implementation.
 class TELEMETRY_EXPORT BnOnPropertiesChangeListener : public ::android::BnInterface<IOnPropertiesChangeListener> {
 public:
     static constexpr uint32_t TRANSACTION_onPropertiesChanged =

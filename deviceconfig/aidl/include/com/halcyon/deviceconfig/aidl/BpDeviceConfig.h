@@ -9,6 +9,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
+// Client proxy of IDeviceConfig: parcels each call and reports transport failures as a Status.
 class TELEMETRY_EXPORT BpDeviceConfig : public ::android::BpInterface<IDeviceConfig> {
 public:
     explicit BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_impl);

@@ -16,6 +16,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
+// Binder interface of the "device_config_proxy" service: read properties, watch namespaces.
 class TELEMETRY_EXPORT IDeviceConfig : public ::android::IInterface {
 public:
     static const ::android::String16 descriptor;
@@ -39,6 +40,7 @@ private:
     static std::unique_ptr<IDeviceConfig> default_impl;
 };
 
+// Answers every call with UNKNOWN_TRANSACTION; a base for partial implementations.
 class TELEMETRY_EXPORT IDeviceConfigDefault : public IDeviceConfig {
 public:
     ::android::IBinder* onAsBinder() override { return nullptr; }

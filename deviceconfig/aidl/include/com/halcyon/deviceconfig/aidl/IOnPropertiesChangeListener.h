@@ -14,6 +14,7 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
+// Binder interface through which the service reports changed properties of a namespace.
 class TELEMETRY_EXPORT IOnPropertiesChangeListener : public ::android::IInterface {
 public:
     static const ::android::String16 descriptor;
@@ -33,6 +34,7 @@ private:
     static std::unique_ptr<IOnPropertiesChangeListener> default_impl;
 };
 
+// Answers every call with UNKNOWN_TRANSACTION; a base for partial implementations.
 class TELEMETRY_EXPORT IOnPropertiesChangeListenerDefault : public IOnPropertiesChangeListener {
 public:
     ::android::IBinder* onAsBinder() override { return nullptr; }
