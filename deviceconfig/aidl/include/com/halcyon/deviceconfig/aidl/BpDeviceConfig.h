@@ -13,7 +13,7 @@ namespace com::halcyon::deviceconfig::aidl {
 class TELEMETRY_EXPORT BpDeviceConfig : public ::android::BpInterface<IDeviceConfig> {
 public:
     explicit BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_impl);
-    virtual ~BpDeviceConfig() = default;
+    ~BpDeviceConfig() override = default;
     ::android::binder::Status getProperties(const std::string& ns,
                                             const std::vector<std::string>& keys,
                                             std::vector<Property>* _aidl_return) override;

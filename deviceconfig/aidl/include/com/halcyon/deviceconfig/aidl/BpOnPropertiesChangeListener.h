@@ -13,7 +13,7 @@ namespace com::halcyon::deviceconfig::aidl {
 class TELEMETRY_EXPORT BpOnPropertiesChangeListener : public ::android::BpInterface<IOnPropertiesChangeListener> {
 public:
     explicit BpOnPropertiesChangeListener(const ::android::sp<::android::IBinder>& _aidl_impl);
-    virtual ~BpOnPropertiesChangeListener() = default;
+    ~BpOnPropertiesChangeListener() override = default;
     ::android::binder::Status onPropertiesChanged(const std::vector<Property>& properties) override;
 };
 

@@ -23,7 +23,7 @@ public:
     static ::android::sp<IDeviceConfig> asInterface(const ::android::sp<::android::IBinder>& obj);
     virtual const ::android::String16& getInterfaceDescriptor() const;
     IDeviceConfig();
-    virtual ~IDeviceConfig();
+    ~IDeviceConfig() override;
     // Serves a transaction that the remote object does not know; empty by default.
     static bool setDefaultImpl(std::unique_ptr<IDeviceConfig> impl);
     static const std::unique_ptr<IDeviceConfig>& getDefaultImpl();

@@ -22,7 +22,7 @@ public:
             const ::android::sp<::android::IBinder>& obj);
     virtual const ::android::String16& getInterfaceDescriptor() const;
     IOnPropertiesChangeListener();
-    virtual ~IOnPropertiesChangeListener();
+    ~IOnPropertiesChangeListener() override;
     // Serves a transaction that the remote object does not know; empty by default.
     static bool setDefaultImpl(std::unique_ptr<IOnPropertiesChangeListener> impl);
     static const std::unique_ptr<IOnPropertiesChangeListener>& getDefaultImpl();
