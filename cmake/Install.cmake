@@ -21,7 +21,7 @@ install(TARGETS ${_installed_targets}
 # Public headers only: each subsystem's include/ folder holds them under their include paths
 # (<telemetry/historystore/HistoryStore.h>, ...); internal headers beside the sources are not
 # installed.
-foreach(dir telemetry/settingsmanager telemetry/historystore deviceconfig deviceconfig/aidl sysprop
+foreach(dir . telemetry/settingsmanager telemetry/historystore deviceconfig deviceconfig/aidl sysprop
     settingsmodule)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${dir}/include/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
