@@ -78,6 +78,17 @@ size_t lowLatencyParseCount() {
     return state.parseCount;
 }
 
+void resetLowLatencyStateForTesting() {
+    SharedLowLatencyState& state = sharedState();
+    {
+        LockGuard<Mutex> shared(state.parseLock);
+        state.lastParse.reset();
+        state.hashValid = false;
+    }
+    LockGuard<Mutex> travel(state.travelLock);
+    state.travelSnapshot.reset();
+}
+
 void TelemetrySettingsManager::buildLowLatencyMaps() {
     lowLatencyMaps.max_load_factor(1.0f);
     lowLatencyMaps.emplace(qosOverrideKey(), emptyOverrideMap());
