@@ -37,7 +37,7 @@ struct TransparentStringHash {
 using LowLatencyOverrideMap = std::unordered_map<std::string, bool>;
 
 class TELEMETRY_EXPORT TelemetrySettingsManager : public BASALT::Settings::v3::ISettingsListener,
-                                 public ITelemetrySettingsManager {
+                                                  public ITelemetrySettingsManager {
 public:
     static std::shared_ptr<ITelemetrySettingsManager> instance();
 
@@ -168,7 +168,7 @@ private:
             gkValueCache;
     // Remote string cache: read under mcStringsLock, written under mcStringsLock and mcDataLock.
     std::unordered_map<std::string, std::string> mcStringCache GUARDED_BY(mcStringsLock);
-    Mutex mcDataLock ACQUIRED_AFTER(mcStringsLock);  // remote data lock
+    Mutex mcDataLock ACQUIRED_AFTER(mcStringsLock);   // remote data lock
     Mutex parseCacheLock ACQUIRED_AFTER(mcDataLock);  // serialises low-latency parses
     std::unordered_map<std::string, LowLatencyOverrideMap> lowLatencyMaps GUARDED_BY(mcDataLock);
     std::unordered_map<const char*, GateAccessor> syspropsApiMap;

@@ -8,7 +8,8 @@
 namespace com::halcyon::deviceconfig::aidl {
 
 // Listener side of IOnPropertiesChangeListener: unparcels change notices for the implementation.
-class TELEMETRY_EXPORT BnOnPropertiesChangeListener : public ::android::BnInterface<IOnPropertiesChangeListener> {
+class TELEMETRY_EXPORT BnOnPropertiesChangeListener
+    : public ::android::BnInterface<IOnPropertiesChangeListener> {
 public:
     static constexpr uint32_t TRANSACTION_onPropertiesChanged =
             ::android::IBinder::FIRST_CALL_TRANSACTION + 0;

@@ -10,7 +10,8 @@
 namespace com::halcyon::deviceconfig::aidl {
 
 // Proxy that the service uses to send change notices to a remote listener (one-way).
-class TELEMETRY_EXPORT BpOnPropertiesChangeListener : public ::android::BpInterface<IOnPropertiesChangeListener> {
+class TELEMETRY_EXPORT BpOnPropertiesChangeListener
+    : public ::android::BpInterface<IOnPropertiesChangeListener> {
 public:
     explicit BpOnPropertiesChangeListener(const ::android::sp<::android::IBinder>& _aidl_impl);
     ~BpOnPropertiesChangeListener() override = default;
