@@ -18,15 +18,14 @@ install(TARGETS ${_installed_targets}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-# Public headers keep their include paths (<telemetry/historystore/HistoryStore.h>, ...).
-foreach(dir telemetry/settingsmanager telemetry/historystore deviceconfig sysprop settingsmodule)
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${dir}/
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${dir}
-    FILES_MATCHING PATTERN "*.h"
-    PATTERN "aidl" EXCLUDE)
+# Public headers only: each subsystem's include/ folder holds them under their include paths
+# (<telemetry/historystore/HistoryStore.h>, ...); internal headers beside the sources are not
+# installed.
+foreach(dir . telemetry/settingsmanager telemetry/historystore deviceconfig deviceconfig/aidl sysprop
+    settingsmodule)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${dir}/include/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 endforeach()
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/deviceconfig/aidl/include/
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 # Host stand-in headers: the platform's own headers on a device.
 foreach(standin binder properties loader keyvalue wrenlogger)
   if(EXISTS ${PROJECT_SOURCE_DIR}/host/${standin}/include)

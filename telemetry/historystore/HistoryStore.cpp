@@ -47,7 +47,7 @@ void HistoryStore<T>::insert(const time_point& t, const T& value) {
 
 template <typename T>
 void HistoryStore<T>::insert(const HistoryKey& key, const T& value) {
-    std::lock_guard<std::mutex> lock(mutex);
+    LockGuard<Mutex> lock(mutex);
     history[key] = value;
 }
 
@@ -63,7 +63,7 @@ std::optional<T> HistoryStore<T>::get(const HistoryUserId& user) {
 
 template <typename T>
 std::optional<T> HistoryStore<T>::find(const time_point& t, const HistoryUserId& user) {
-    std::lock_guard<std::mutex> lock(mutex);
+    LockGuard<Mutex> lock(mutex);
     // Everything before this position is at or before t, so the newest-first walk starts at
     // the newest eligible entry instead of passing every later one. Within one instant user
     // entries sort after the user-less one and are therefore met first.
@@ -80,7 +80,7 @@ std::optional<T> HistoryStore<T>::find(const time_point& t, const HistoryUserId&
 
 template <typename T>
 size_t HistoryStore<T>::size() const {
-    std::lock_guard<std::mutex> lock(mutex);
+    LockGuard<Mutex> lock(mutex);
     return history.size();
 }
 
@@ -97,7 +97,7 @@ std::string HistoryStore<T>::toString(const std::optional<time_point>& from,
 
     const std::string rule = "\t" + std::string(kDumpRuleWidth, '-');
     int row = 0;
-    std::lock_guard<std::mutex> lock(mutex);
+    LockGuard<Mutex> lock(mutex);
     for (const auto& [key, value] : history) {
         const time_point& at = key.first;
         if (to.has_value() && *to < at) {
@@ -122,7 +122,7 @@ std::string HistoryStore<T>::toString(const std::optional<time_point>& from,
 
 template <typename T>
 void HistoryStore<T>::cleanup(const time_point& cutoff, unsigned long keep) {
-    std::lock_guard<std::mutex> lock(mutex);
+    LockGuard<Mutex> lock(mutex);
     if (history.size() <= keep) {
         return;
     }

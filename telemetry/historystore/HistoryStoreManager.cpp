@@ -13,7 +13,7 @@ template <typename T>
 std::shared_ptr<IHistoryStore<T>> HistoryStoreManager::createHistoryStore(const std::string& name,
                                                                           unsigned long keep) {
     auto store = std::make_shared<HistoryStore<T>>(name);
-    std::lock_guard<std::mutex> lock(registryLock);
+    LockGuard<Mutex> lock(registryLock);
     stores.emplace_back(store, keep);
     return store;
 }
@@ -47,7 +47,7 @@ std::string HistoryStoreManager::dump(const std::optional<time_point>& from,
 }
 
 std::vector<HistoryStoreManager::RegistryEntry> HistoryStoreManager::registry() const {
-    std::lock_guard<std::mutex> lock(registryLock);
+    LockGuard<Mutex> lock(registryLock);
     return stores;
 }
 

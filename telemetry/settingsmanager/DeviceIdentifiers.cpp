@@ -13,24 +13,24 @@ namespace Telemetry {
 
 std::optional<std::string> TelemetrySettingsManager::getTelemetryDeviceId() {
     if (!syncSettings()) return std::nullopt;
-    std::lock_guard<std::mutex> lock(deviceIdLock);
+    LockGuard<Mutex> lock(deviceIdLock);
     return telemetryDeviceId;
 }
 
 std::optional<std::string> TelemetrySettingsManager::getKestrelDeviceId() {
     if (!syncSettings()) return std::nullopt;
-    std::lock_guard<std::mutex> lock(kestrelIdLock);
+    LockGuard<Mutex> lock(kestrelIdLock);
     return kestrelDeviceId;
 }
 
 void TelemetrySettingsManager::getAndSetTelemetryDeviceId() {
-    std::lock_guard<std::mutex> lock(deviceIdLock);
+    LockGuard<Mutex> lock(deviceIdLock);
     if (telemetryDeviceId.has_value()) return;  // write-once
     telemetryDeviceId = getStringFromSettingsManager(kKeyDeviceEntId);
 }
 
 void TelemetrySettingsManager::getAndSetKestrelDeviceId() {
-    std::lock_guard<std::mutex> lock(kestrelIdLock);
+    LockGuard<Mutex> lock(kestrelIdLock);
     if (kestrelDeviceId.has_value()) return;  // write-once
 
     // The settings service's value wins; the local copy is then left alone.

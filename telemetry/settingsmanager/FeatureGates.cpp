@@ -94,27 +94,29 @@ bool TelemetrySettingsManager::initializeGKs() {
                             "strings is failed.");
         std::abort();
     }
-    // A thread that lost the race for the lock finds the strings already loaded.
-    if (!initialized.load()) {
-        if (isServiceRunning(kDeviceConfigServiceName)) {
-            for (const RemoteStringKey& remote : kRemoteStringKeys) {
-                updateMcStrings(remote.key, std::string(remote.defaultValue));
-            }
-        } else {
-            // Without the service the last mirrored copies (or the defaults) stay in force.
-            for (const RemoteStringKey& remote : kRemoteStringKeys) {
-                std::string value = kvStore->getValue(remote.key, remote.defaultValue);
-                std::lock_guard<std::mutex> data(mcDataLock);
-                std::string& cached = mcStringCache[remote.key];
-                const auto overrides = lowLatencyMaps.find(remote.key);
-                if (overrides != lowLatencyMaps.end() && value != cached) {
-                    overrides->second = parseLowLatencyMapFromString(value);
+    {
+        LockGuard<OwnerCheckedTimedMutex> hold(mcStringsLock, std::adopt_lock);
+        // A thread that lost the race for the lock finds the strings already loaded.
+        if (!initialized.load()) {
+            if (isServiceRunning(kDeviceConfigServiceName)) {
+                for (const RemoteStringKey& remote : kRemoteStringKeys) {
+                    updateMcStrings(remote.key, std::string(remote.defaultValue));
                 }
-                cached = std::move(value);
+            } else {
+                // Without the service the last mirrored copies (or the defaults) stay in force.
+                for (const RemoteStringKey& remote : kRemoteStringKeys) {
+                    std::string value = kvStore->getValue(remote.key, remote.defaultValue);
+                    LockGuard<Mutex> data(mcDataLock);
+                    std::string& cached = mcStringCache[remote.key];
+                    const auto overrides = lowLatencyMaps.find(remote.key);
+                    if (overrides != lowLatencyMaps.end() && value != cached) {
+                        overrides->second = parseLowLatencyMapFromString(value);
+                    }
+                    cached = std::move(value);
+                }
             }
         }
     }
-    mcStringsLock.unlock();
     initialized.store(true);
     return initialized.load();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/Mutex.h>
+
 #include <chrono>
 
 namespace Tamar {
@@ -19,7 +21,7 @@ namespace lockcontention {
 // wait stays visible to the thread sanitizer, which does not model the steady-clock variant
 // (pthread_mutex_clocklock) that try_lock_for would use.
 template <typename TimedLockable>
-bool waitForLock(TimedLockable& lock) {
+bool waitForLock(TimedLockable& lock) TRY_ACQUIRE(true, lock) {
     constexpr std::chrono::nanoseconds kSlice = std::chrono::seconds(1);
     const auto deadline = std::chrono::steady_clock::now() + maxLockContention();
     for (;;) {
@@ -36,7 +38,7 @@ bool waitForLock(TimedLockable& lock) {
 // clock is read only when the lock is already held, which keeps the synchronising readers
 // cheap once the settings are cached.
 template <typename TimedLockable>
-inline bool lockWithinContentionLimit(TimedLockable& lock) {
+inline bool lockWithinContentionLimit(TimedLockable& lock) TRY_ACQUIRE(true, lock) {
     return lock.try_lock() || lockcontention::waitForLock(lock);
 }
 

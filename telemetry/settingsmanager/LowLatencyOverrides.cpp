@@ -25,14 +25,14 @@ namespace {
 // process-wide mutex that is taken last (after the remote data lock and the member parse
 // cache lock), so two instances on different threads cannot race and the lock order holds.
 struct SharedLowLatencyState {
-    std::mutex parseLock;
-    std::optional<LowLatencyOverrideMap> lastParse;
-    size_t lastTextHash = 0;
-    bool hashValid = false;
-    size_t parseCount = 0;
+    Mutex parseLock;
+    std::optional<LowLatencyOverrideMap> lastParse GUARDED_BY(parseLock);
+    size_t lastTextHash GUARDED_BY(parseLock) = 0;
+    bool hashValid GUARDED_BY(parseLock) = false;
+    size_t parseCount GUARDED_BY(parseLock) = 0;
 
-    std::mutex travelLock;
-    std::optional<LowLatencyOverrideMap> travelSnapshot;
+    Mutex travelLock;
+    std::optional<LowLatencyOverrideMap> travelSnapshot GUARDED_BY(travelLock);
 };
 
 SharedLowLatencyState& sharedState() {
@@ -74,8 +74,19 @@ LowLatencyOverrideMap parseOverrides(const std::string& text) {
 
 size_t lowLatencyParseCount() {
     SharedLowLatencyState& state = sharedState();
-    std::lock_guard<std::mutex> shared(state.parseLock);
+    LockGuard<Mutex> shared(state.parseLock);
     return state.parseCount;
+}
+
+void resetLowLatencyStateForTesting() {
+    SharedLowLatencyState& state = sharedState();
+    {
+        LockGuard<Mutex> shared(state.parseLock);
+        state.lastParse.reset();
+        state.hashValid = false;
+    }
+    LockGuard<Mutex> travel(state.travelLock);
+    state.travelSnapshot.reset();
 }
 
 void TelemetrySettingsManager::buildLowLatencyMaps() {
@@ -85,9 +96,9 @@ void TelemetrySettingsManager::buildLowLatencyMaps() {
 }
 
 LowLatencyOverrideMap TelemetrySettingsManager::parseLowLatencyMapFromString(const std::string& text) {
-    std::lock_guard<std::mutex> member(parseCacheLock);
+    LockGuard<Mutex> member(parseCacheLock);
     SharedLowLatencyState& state = sharedState();
-    std::lock_guard<std::mutex> shared(state.parseLock);
+    LockGuard<Mutex> shared(state.parseLock);
 
     // Only the hashes are compared: the texts are small, and a collision merely hands back
     // the previous parse.
@@ -104,7 +115,7 @@ LowLatencyOverrideMap TelemetrySettingsManager::parseLowLatencyMapFromString(con
 
 void TelemetrySettingsManager::setLowLatencyOverrideSettings(const std::string& key,
                                                              const std::string& value) {
-    std::lock_guard<std::mutex> data(mcDataLock);
+    LockGuard<Mutex> data(mcDataLock);
     lowLatencyMaps[key] = parseLowLatencyMapFromString(value);
 }
 
@@ -112,13 +123,13 @@ LowLatencyOverrideMap TelemetrySettingsManager::getLowLatencyOverrideList() {
     // Only the QoS overrides follow remote changes; the travel-mode ones are frozen below.
     getLatestMcStrings(kQosOverrideKey);
 
-    std::lock_guard<std::mutex> data(mcDataLock);
+    LockGuard<Mutex> data(mcDataLock);
     LowLatencyOverrideMap overrides = lowLatencyMaps[qosOverrideKey()];
     if (!travelModeEnabled.load(std::memory_order_acquire)) return overrides;
 
     const LowLatencyOverrideMap& travelEntry = lowLatencyMaps[travelModeOverrideKey()];
     SharedLowLatencyState& state = sharedState();
-    std::lock_guard<std::mutex> shared(state.travelLock);
+    LockGuard<Mutex> shared(state.travelLock);
     if (!state.travelSnapshot) state.travelSnapshot = travelEntry;
     // insert() keeps an existing name, so a QoS override wins over the travel-mode one.
     overrides.insert(state.travelSnapshot->begin(), state.travelSnapshot->end());

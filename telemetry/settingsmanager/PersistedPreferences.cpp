@@ -69,17 +69,17 @@ bool TelemetrySettingsManager::setTelemetryTimeDistance(long distance) {
 }
 
 std::unordered_set<std::string> TelemetrySettingsManager::getTelemetryEventNameFilter() {
-    std::lock_guard<std::mutex> lock(eventNameFilterLock);
+    LockGuard<Mutex> lock(eventNameFilterLock);
     return eventNameFilter;
 }
 
 bool TelemetrySettingsManager::addTelemetryEventNameFilter(std::string name) {
-    std::lock_guard<std::mutex> lock(eventNameFilterLock);
+    LockGuard<Mutex> lock(eventNameFilterLock);
     return eventNameFilter.insert(std::move(name)).second;
 }
 
 void TelemetrySettingsManager::clearTelemetryEventNameFilter() {
-    std::lock_guard<std::mutex> lock(eventNameFilterLock);
+    LockGuard<Mutex> lock(eventNameFilterLock);
     eventNameFilter.clear();
 }
 

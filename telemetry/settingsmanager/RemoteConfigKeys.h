@@ -36,6 +36,10 @@ extern const std::array<RemoteStringKey, 5> kRemoteStringKeys;
 // misses); lets tests tell a cached answer from a fresh parse.
 size_t lowLatencyParseCount();
 
+// Forgets the process-wide parse cache and travel-mode snapshot, so that a test starts from a
+// fresh process's state.
+void resetLowLatencyStateForTesting();
+
 }  // namespace Telemetry
 }  // namespace OS
 }  // namespace Tamar

@@ -59,7 +59,7 @@ void TelemetrySettingsManager::updateMcStrings(const char* key, const std::strin
     const auto cached = mcStringCache.find(key);
     if (cached != mcStringCache.end() ? cached->second == value : value.empty()) {
         if (cached == mcStringCache.end()) {
-            std::lock_guard<std::mutex> data(mcDataLock);
+            LockGuard<Mutex> data(mcDataLock);
             mcStringCache.try_emplace(key);
         }
         return;
@@ -69,7 +69,7 @@ void TelemetrySettingsManager::updateMcStrings(const char* key, const std::strin
         __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Failed to cache %s value to kvstore", key);
     }
 
-    std::lock_guard<std::mutex> data(mcDataLock);
+    LockGuard<Mutex> data(mcDataLock);
     std::string& stored = mcStringCache[key];
     const auto overrides = lowLatencyMaps.find(key);
     if (overrides != lowLatencyMaps.end() && value != stored) {
@@ -91,11 +91,11 @@ void TelemetrySettingsManager::getLatestMcStrings(const char* key) {
                             "is failed.");
         std::abort();
     }
+    LockGuard<OwnerCheckedTimedMutex> hold(mcStringsLock, std::adopt_lock);
     // An absent remote value keeps the cached one.
     const auto cached = mcStringCache.find(key);
     const std::string current = cached != mcStringCache.end() ? cached->second : std::string();
     updateMcStrings(key, current);
-    mcStringsLock.unlock();
 }
 
 namespace {
@@ -111,22 +111,23 @@ std::string cachedString(const std::unordered_map<std::string, std::string>& cac
 
 std::string TelemetrySettingsManager::getTelemetryAllowedSDKEventsList() {
     getLatestMcStrings(TelemetryVelaconfigs::TelemetryAllowedSDKEventsList);
-    std::lock_guard<OwnerCheckedTimedMutex> remote(mcStringsLock);
+    LockGuard<OwnerCheckedTimedMutex> remote(mcStringsLock);
     return cachedString(mcStringCache, TelemetryVelaconfigs::TelemetryAllowedSDKEventsList);
 }
 
 std::string TelemetrySettingsManager::getRateLimiterConfig() {
     getLatestMcStrings(TelemetryVelaconfigs::RateLimiterConfig);
-    std::lock_guard<OwnerCheckedTimedMutex> remote(mcStringsLock);
+    LockGuard<OwnerCheckedTimedMutex> remote(mcStringsLock);
     return cachedString(mcStringCache, TelemetryVelaconfigs::RateLimiterConfig);
 }
 
 std::unordered_set<std::string> TelemetrySettingsManager::getStatsdVerificationEventsList() {
     getLatestMcStrings(TelemetryVelaconfigs::StatsdEventVerificationList);
-    mcStringsLock.lock();
-    const std::string list =
-            cachedString(mcStringCache, TelemetryVelaconfigs::StatsdEventVerificationList);
-    mcStringsLock.unlock();
+    std::string list;
+    {
+        LockGuard<OwnerCheckedTimedMutex> remote(mcStringsLock);
+        list = cachedString(mcStringCache, TelemetryVelaconfigs::StatsdEventVerificationList);
+    }
     std::unordered_set<std::string> events = parseListFromString(list);
     // This operation has always released the lock a second time. The lock ignores a release
     // by a thread that does not hold it, so this call leaves another reader's hold intact.

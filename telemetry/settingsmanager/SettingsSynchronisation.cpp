@@ -23,7 +23,7 @@ bool TelemetrySettingsManager::syncSettings() {
                             "TelemetrySettingsManager::syncSettings is failed.");
         std::abort();
     }
-    std::lock_guard<std::timed_mutex> guard(syncLock, std::adopt_lock);
+    LockGuard<TimedMutex> guard(syncLock, std::adopt_lock);
 
     initializeGKs();
     if (synced) return true;

@@ -5,6 +5,7 @@
 #include <android/log.h>
 #include <wrenlogger/WrenLoggerWrapper.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -17,7 +18,12 @@ constexpr char kLogTag[] = "telemetry";
 constexpr char kOnDemandTokenProperty[] = "diagnostics.debug.ondemand_token";
 // Gives the restarted logger time to come up before it is asked to upload.
 constexpr std::chrono::nanoseconds kRestartSettleTime{1'000'000'000};
+std::atomic<RestartSettleWait> gRestartSettleWait{nullptr};
 }  // namespace
+
+void setRestartSettleWaitForTesting(RestartSettleWait wait) {
+    gRestartSettleWait.store(wait);
+}
 
 // Callers serialise uploads, so the token and the triggered flag need no lock.
 void TelemetrySettingsManager::triggerUpload(void* context, UploadCallback callback) {
@@ -29,7 +35,11 @@ void TelemetrySettingsManager::triggerUpload(void* context, UploadCallback callb
         logger.setSandboxAtodTokenString(token.c_str());
         if (uploadTriggered) {
             logger.restartWrenLogger();
-            std::this_thread::sleep_for(kRestartSettleTime);
+            if (RestartSettleWait wait = gRestartSettleWait.load()) {
+                wait(kRestartSettleTime);
+            } else {
+                std::this_thread::sleep_for(kRestartSettleTime);
+            }
         }
         lastOnDemandToken = token;
     }

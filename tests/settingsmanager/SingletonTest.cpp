@@ -1,10 +1,11 @@
-// The process-wide singleton and the real service probe. Every test case runs in a process of
-// its own, started without a settings module on the library path.
+// The process-wide singleton and the real service probe, without a settings module on the
+// library path.
 
 #include "ManagerTestSupport.h"
 
 #include <binder/Binder.h>
 #include <binder/IServiceManager.h>
+#include <binder_host/HostBinder.h>
 #include <utils/String16.h>
 
 #include <latch>
@@ -54,6 +55,7 @@ TEST(SingletonTest, WithoutPreferencesServiceOrSettingsModuleReadersAnswerTheirD
 }
 
 TEST(ServiceProbeTest, ReportsARegisteredServiceAndSynchronisationWaitsForIt) {
+    android::hostbinder::clearServices();
     auto settings = std::make_shared<FakeSettingsService>();
     settings->putString("telemetry_state", "on");
     TelemetrySettingsManager manager(settings, std::make_shared<FakeStorageCache>());

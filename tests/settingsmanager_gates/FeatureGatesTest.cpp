@@ -1,5 +1,8 @@
 #include "GatesTestSupport.h"
 
+#include <cstdlib>
+#include <utility>
+
 #include <LogCapture.h>
 
 #include <android/log.h>
@@ -106,24 +109,23 @@ TEST_F(GatesTest, RefusedStoreWritesAreLoggedAndValuesKept) {
     }
 }
 
-// The build type is read once per process; each test case runs in a process of its own. A
-// later, opposite build type must not change the answer.
-void expectUserDevBuild(const char* buildType, bool devBuild) {
-    hostproperties::setProperty("ro.build.type", buildType);
-    GateManager manager(std::make_shared<FakeStorageCache>());
-    EXPECT_EQ(manager.getIsUserDevBuild(), devBuild);
-    hostproperties::setProperty("ro.build.type", devBuild ? "user" : "eng");
-    EXPECT_EQ(manager.getIsUserDevBuild(), devBuild);
-}
-
-TEST(UserDevBuildTest, OtherBuildTypesAreDevBuilds) {
-    expectUserDevBuild("userdebug", true);
-}
-TEST(UserDevBuildTest, UserBuildIsNotADevBuild) {
-    expectUserDevBuild("user", false);
-}
-TEST(UserDevBuildTest, UnsetBuildTypeCountsAsUser) {
-    expectUserDevBuild("", false);
+// The build type is read once per process, so each case asks in a child process of its own;
+// a later, opposite build type must not change the answer.
+TEST(UserDevBuildTest, OnlyAUserOrUnsetBuildTypeIsNotADevBuild) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const std::pair<const char*, bool> cases[] = {{"userdebug", true}, {"user", false}, {"", false}};
+    for (const auto& [buildType, devBuild] : cases) {
+        EXPECT_EXIT(
+                {
+                    hostproperties::setProperty("ro.build.type", buildType);
+                    GateManager manager(std::make_shared<FakeStorageCache>());
+                    const bool first = manager.getIsUserDevBuild();
+                    hostproperties::setProperty("ro.build.type", first ? "user" : "eng");
+                    std::_Exit(first == devBuild && manager.getIsUserDevBuild() == first ? 0 : 1);
+                },
+                ::testing::ExitedWithCode(0), "")
+                << buildType;
+    }
 }
 
 }  // namespace

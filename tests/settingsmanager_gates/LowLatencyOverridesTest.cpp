@@ -2,15 +2,16 @@
 
 #include <utility>
 
-// Each test case runs in a process of its own, so the process-wide parse cache and
-// travel-mode snapshot start empty in every one.
-
 namespace gatestest {
 namespace {
 
 using Tamar::OS::Telemetry::lowLatencyParseCount;
 
-using LowLatencyTest = GatesTest;
+// The process-wide parse cache and travel-mode snapshot start empty in every case.
+class LowLatencyTest : public GatesTest {
+protected:
+    void SetUp() override { Tamar::OS::Telemetry::resetLowLatencyStateForTesting(); }
+};
 
 TEST_F(LowLatencyTest, ParsesNameCommaValueItems) {
     // Only the exact word "true" is true; a second comma belongs to the value word.

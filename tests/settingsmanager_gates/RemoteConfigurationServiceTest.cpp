@@ -158,10 +158,15 @@ TEST(GatesConcurrencyTest, ReadersSurviveChangingValuesAndAFlappingService) {
             }
         });
     }
+    // Lets the gate readers finish a few rounds against the current values.
+    auto waitForRounds = [&rounds] {
+        const int target = rounds + 4;
+        while (rounds < target) std::this_thread::yield();
+    };
     std::thread refresher([&first, &stop] {
         while (!stop) {
             first.updateGkValues();
-            std::this_thread::sleep_for(1ms);
+            std::this_thread::yield();
         }
     });
 
@@ -172,10 +177,10 @@ TEST(GatesConcurrencyTest, ReadersSurviveChangingValuesAndAFlappingService) {
         setAllGateProperties(i % 2 ? "1" : "0");
         if (i % 10 == 5) {
             ASSERT_EQ(killHostDeviceConfigService(), android::OK);
-            std::this_thread::sleep_for(20ms);
+            waitForRounds();  // readers meet the missing service
             ASSERT_EQ(publishHostDeviceConfigService(service), android::OK);
         }
-        std::this_thread::sleep_for(10ms);
+        waitForRounds();
     }
     stop = true;
     for (auto& reader : readers) reader.join();

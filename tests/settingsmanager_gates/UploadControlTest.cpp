@@ -8,6 +8,7 @@
 #include <android/log.h>
 
 #include <chrono>
+#include <utility>
 #include <vector>
 
 namespace gatestest {
@@ -15,18 +16,27 @@ namespace {
 
 using Tamar::OS::Telemetry::kOnDemandLoggingEndpoint;
 using Tamar::OS::Telemetry::kProductionLoggingEndpoint;
+using Tamar::OS::Telemetry::setRestartSettleWaitForTesting;
 using telemetry::host::WrenLoggerCall;
 using telemetry::host::wrenLoggerCallSequence;
 using Calls = std::vector<WrenLoggerCall>;
 
 constexpr char kTokenProperty[] = "diagnostics.debug.ondemand_token";
 
+// Each settle wait an upload asked for: its length and how many logger calls preceded it.
+std::vector<std::pair<std::chrono::nanoseconds, size_t>> settleWaits;
+
 class UploadControlTest : public GatesTest {
 protected:
     void SetUp() override {
         hostproperties::setProperty(kTokenProperty, "");
         telemetry::host::resetWrenLogger();
+        settleWaits.clear();
+        setRestartSettleWaitForTesting([](std::chrono::nanoseconds settle) {
+            settleWaits.emplace_back(settle, wrenLoggerCallSequence().size());
+        });
     }
+    void TearDown() override { setRestartSettleWaitForTesting(nullptr); }
     void upload() {
         manager->triggerUpload(&results, [](void* context, bool result) {
             static_cast<std::vector<bool>*>(context)->push_back(result);
@@ -81,7 +91,7 @@ TEST_F(UploadControlTest, TokenBeforeTheFirstUploadSwitchesWithoutRestartAndOnly
 }
 
 // A first upload without a token keeps the logger's defaults; later token changes switch the
-// endpoint, restart the logger and give it a second before the upload.
+// endpoint, restart the logger and let it settle for a second before the upload.
 TEST_F(UploadControlTest, TokenChangesAfterAnUploadRestartAndWait) {
     telemetry::host::setWrenLoggerUploadResult(false);
     upload();
@@ -96,9 +106,9 @@ TEST_F(UploadControlTest, TokenChangesAfterAnUploadRestartAndWait) {
               (Calls{TriggerUpload, SetLoggingEndpointURLString, SetSandboxAtodTokenString,
                      RestartWrenLogger, TriggerUpload, SetLoggingEndpointURLString,
                      SetSandboxAtodTokenString, RestartWrenLogger, TriggerUpload}));
-    for (size_t restart : {3u, 7u}) {
-        EXPECT_GE(logger.calls[restart + 1].at - logger.calls[restart].at, std::chrono::seconds(1));
-    }
+    // A second's settling right after each restart.
+    EXPECT_EQ(settleWaits, (std::vector<std::pair<std::chrono::nanoseconds, size_t>>{
+                                   {std::chrono::seconds(1), 4u}, {std::chrono::seconds(1), 8u}}));
     EXPECT_EQ(logger.calls[1].argument, kOnDemandLoggingEndpoint);
     EXPECT_EQ(logger.calls[2].argument, "tok");
     EXPECT_EQ(logger.calls[5].argument, kProductionLoggingEndpoint);

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IInterface.h>
 #include <com/halcyon/deviceconfig/aidl/IDeviceConfig.h>
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class BnDeviceConfig : public ::android::BnInterface<IDeviceConfig> {
+// Service side of IDeviceConfig: unparcels each transaction and calls the implementation.
+class TELEMETRY_EXPORT BnDeviceConfig : public ::android::BnInterface<IDeviceConfig> {
 public:
     static constexpr uint32_t TRANSACTION_getProperties =
             ::android::IBinder::FIRST_CALL_TRANSACTION + 0;

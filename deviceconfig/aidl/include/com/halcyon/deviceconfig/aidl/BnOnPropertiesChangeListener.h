@@ -1,11 +1,15 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IInterface.h>
 #include <com/halcyon/deviceconfig/aidl/IOnPropertiesChangeListener.h>
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class BnOnPropertiesChangeListener : public ::android::BnInterface<IOnPropertiesChangeListener> {
+// Listener side of IOnPropertiesChangeListener: unparcels change notices for the implementation.
+class TELEMETRY_EXPORT BnOnPropertiesChangeListener
+    : public ::android::BnInterface<IOnPropertiesChangeListener> {
 public:
     static constexpr uint32_t TRANSACTION_onPropertiesChanged =
             ::android::IBinder::FIRST_CALL_TRANSACTION + 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
 #include <utils/Errors.h>
@@ -7,10 +9,11 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class BpDeviceConfig : public ::android::BpInterface<IDeviceConfig> {
+// Client proxy of IDeviceConfig: parcels each call and reports transport failures as a Status.
+class TELEMETRY_EXPORT BpDeviceConfig : public ::android::BpInterface<IDeviceConfig> {
 public:
     explicit BpDeviceConfig(const ::android::sp<::android::IBinder>& _aidl_impl);
-    virtual ~BpDeviceConfig() = default;
+    ~BpDeviceConfig() override = default;
     ::android::binder::Status getProperties(const std::string& ns,
                                             const std::vector<std::string>& keys,
                                             std::vector<Property>* _aidl_return) override;

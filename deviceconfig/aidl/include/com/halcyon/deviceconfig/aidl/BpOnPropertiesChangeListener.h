@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
 #include <utils/Errors.h>
@@ -7,10 +9,12 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class BpOnPropertiesChangeListener : public ::android::BpInterface<IOnPropertiesChangeListener> {
+// Proxy that the service uses to send change notices to a remote listener (one-way).
+class TELEMETRY_EXPORT BpOnPropertiesChangeListener
+    : public ::android::BpInterface<IOnPropertiesChangeListener> {
 public:
     explicit BpOnPropertiesChangeListener(const ::android::sp<::android::IBinder>& _aidl_impl);
-    virtual ~BpOnPropertiesChangeListener() = default;
+    ~BpOnPropertiesChangeListener() override = default;
     ::android::binder::Status onPropertiesChanged(const std::vector<Property>& properties) override;
 };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
 #include <binder/Status.h>
@@ -14,13 +16,14 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class IDeviceConfig : public ::android::IInterface {
+// Binder interface of the "device_config_proxy" service: read properties, watch namespaces.
+class TELEMETRY_EXPORT IDeviceConfig : public ::android::IInterface {
 public:
     static const ::android::String16 descriptor;
     static ::android::sp<IDeviceConfig> asInterface(const ::android::sp<::android::IBinder>& obj);
     virtual const ::android::String16& getInterfaceDescriptor() const;
     IDeviceConfig();
-    virtual ~IDeviceConfig();
+    ~IDeviceConfig() override;
     // Serves a transaction that the remote object does not know; empty by default.
     static bool setDefaultImpl(std::unique_ptr<IDeviceConfig> impl);
     static const std::unique_ptr<IDeviceConfig>& getDefaultImpl();
@@ -37,7 +40,8 @@ private:
     static std::unique_ptr<IDeviceConfig> default_impl;
 };
 
-class IDeviceConfigDefault : public IDeviceConfig {
+// Answers every call with UNKNOWN_TRANSACTION; a base for partial implementations.
+class TELEMETRY_EXPORT IDeviceConfigDefault : public IDeviceConfig {
 public:
     ::android::IBinder* onAsBinder() override { return nullptr; }
     ::android::binder::Status getProperties(const std::string& /*ns*/,

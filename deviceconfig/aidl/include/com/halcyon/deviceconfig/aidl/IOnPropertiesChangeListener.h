@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
 #include <binder/Status.h>
@@ -12,14 +14,15 @@
 
 namespace com::halcyon::deviceconfig::aidl {
 
-class IOnPropertiesChangeListener : public ::android::IInterface {
+// Binder interface through which the service reports changed properties of a namespace.
+class TELEMETRY_EXPORT IOnPropertiesChangeListener : public ::android::IInterface {
 public:
     static const ::android::String16 descriptor;
     static ::android::sp<IOnPropertiesChangeListener> asInterface(
             const ::android::sp<::android::IBinder>& obj);
     virtual const ::android::String16& getInterfaceDescriptor() const;
     IOnPropertiesChangeListener();
-    virtual ~IOnPropertiesChangeListener();
+    ~IOnPropertiesChangeListener() override;
     // Serves a transaction that the remote object does not know; empty by default.
     static bool setDefaultImpl(std::unique_ptr<IOnPropertiesChangeListener> impl);
     static const std::unique_ptr<IOnPropertiesChangeListener>& getDefaultImpl();
@@ -31,7 +34,8 @@ private:
     static std::unique_ptr<IOnPropertiesChangeListener> default_impl;
 };
 
-class IOnPropertiesChangeListenerDefault : public IOnPropertiesChangeListener {
+// Answers every call with UNKNOWN_TRANSACTION; a base for partial implementations.
+class TELEMETRY_EXPORT IOnPropertiesChangeListenerDefault : public IOnPropertiesChangeListener {
 public:
     ::android::IBinder* onAsBinder() override { return nullptr; }
     ::android::binder::Status onPropertiesChanged(

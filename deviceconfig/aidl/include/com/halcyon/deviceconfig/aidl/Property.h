@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/Parcel.h>
 #include <binder/Parcelable.h>
 #include <utils/Errors.h>
@@ -11,7 +13,7 @@
 namespace com::halcyon::deviceconfig::aidl {
 
 // One device-config property: its key within the namespace and its value as text.
-class Property : public ::android::Parcelable {
+class TELEMETRY_EXPORT Property : public ::android::Parcelable {
 public:
     std::string key;
     std::string value;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <halcyon/Mutex.h>
+#include <halcyon/TelemetryExport.h>
+
 #include <telemetry/historystore/ClockWrapper.h>
 #include <telemetry/historystore/HistoryStoreBase.h>
 #include <telemetry/historystore/IHistoryStore.h>
@@ -19,7 +22,7 @@ namespace Telemetry {
 // an optional user id, so that an earlier event can be attributed to the state of its time.
 // Instantiated for bool, int and unsigned int only (see HistoryStore.cpp).
 template <typename T>
-class HistoryStore : public IHistoryStore<T>, public HistoryStoreBase {
+class TELEMETRY_EXPORT HistoryStore : public IHistoryStore<T>, public HistoryStoreBase {
 public:
     using time_point = HistoryStoreBase::time_point;
 
@@ -50,8 +53,8 @@ public:
 private:
     const std::string storeName;
     const std::unique_ptr<ClockWrapper> clock;
-    std::map<HistoryKey, T> history;
-    mutable std::mutex mutex;
+    std::map<HistoryKey, T> history GUARDED_BY(mutex);
+    mutable Mutex mutex;  // guards history; taken alone, never with another lock
 };
 
 extern template class HistoryStore<bool>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <com/halcyon/deviceconfig/aidl/IDeviceConfig.h>
 #include <deviceconfig/BinderClient.h>
 #include <deviceconfig/OnPropertiesChangeListener.h>
@@ -15,7 +17,7 @@ namespace com::halcyon::deviceconfig {
 // Native client of the "device_config_proxy" service. Construction connects once,
 // synchronously; if the service is absent a background retry keeps trying until destruction.
 // Refuses every request in a Java process (see JNI_OnLoad).
-class DeviceConfig {
+class TELEMETRY_EXPORT DeviceConfig {
 public:
     DeviceConfig();
     virtual ~DeviceConfig();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <binder/Status.h>
 #include <com/halcyon/deviceconfig/aidl/BnOnPropertiesChangeListener.h>
 #include <deviceconfig/Properties.h>
@@ -13,7 +15,8 @@ namespace com::halcyon::deviceconfig {
 // Base of the users' change listeners. A listener must be owned by a std::shared_ptr. Once
 // registered, it and its binder-side object keep each other alive for the rest of the process,
 // because the service may call the binder-side object at any time.
-class OnPropertiesChangeListener : public std::enable_shared_from_this<OnPropertiesChangeListener> {
+class TELEMETRY_EXPORT OnPropertiesChangeListener
+    : public std::enable_shared_from_this<OnPropertiesChangeListener> {
 public:
     // Runs on a binder thread of this process; calls to one listener never overlap.
     virtual void onPropertiesChanged(const Properties& properties) = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <chrono>
 #include <cstddef>
 #include <optional>
@@ -11,7 +13,7 @@ namespace Telemetry {
 
 // Untyped face of a value history, used to clean up and dump every store alike.
 // Slot order is part of the ABI.
-class HistoryStoreBase {
+class TELEMETRY_EXPORT HistoryStoreBase {
 public:
     using time_point = std::chrono::steady_clock::time_point;
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <halcyon/Mutex.h>
+#include <halcyon/TelemetryExport.h>
+
 #include <keyvalue/KeyValueStore.h>
 #include <settingsmodule/ISettingsManager.h>
 #include <telemetry/historystore/IHistoryStore.h>
@@ -34,8 +37,8 @@ struct TransparentStringHash {
 
 using LowLatencyOverrideMap = std::unordered_map<std::string, bool>;
 
-class TelemetrySettingsManager : public BASALT::Settings::v3::ISettingsListener,
-                                 public ITelemetrySettingsManager {
+class TELEMETRY_EXPORT TelemetrySettingsManager : public BASALT::Settings::v3::ISettingsListener,
+                                                  public ITelemetrySettingsManager {
 public:
     static std::shared_ptr<ITelemetrySettingsManager> instance();
 
@@ -53,7 +56,9 @@ public:
     // Operations of this class that a subclass may replace, in their slot order.
     virtual LowLatencyOverrideMap parseLowLatencyMapFromString(const std::string& text);
     virtual bool updateGkValues();
-    virtual void updateMcStrings(const char* key, const std::string& defaultValue);
+    // Called with the remote configuration lock held.
+    virtual void updateMcStrings(const char* key, const std::string& defaultValue)
+            REQUIRES(mcStringsLock);
     virtual void getLatestMcStrings(const char* key);
     virtual void setLowLatencyOverrideSettings(const std::string& key, const std::string& value);
     virtual bool isServiceRunning(const char* name);
@@ -85,7 +90,8 @@ public:
     int getHistoryStoreCleanupTimeoutSec() override;
     bool getIsUserDevBuild() override;
     std::string getTelemetryAllowedSDKEventsList() override;
-    std::unordered_set<std::string> getStatsdVerificationEventsList() override;
+    std::unordered_set<std::string> getStatsdVerificationEventsList() override
+            NO_THREAD_SAFETY_ANALYSIS;  // releases the remote configuration lock twice
     std::pair<bool, std::unordered_set<std::string>> getVerificationStatus() override;
     bool isEventInVerification(const std::string& eventName) override;
     std::string getRateLimiterConfig() override;
@@ -123,9 +129,10 @@ public:
 private:
     static std::shared_ptr<ITelemetrySettingsManager> instance_;
 
-    void fillTables();
-    bool firstSync();  // the first pass of syncSettings, made with the sync lock held
-    void buildLowLatencyMaps();
+    // Constructor steps: the object is not shared yet, so they take no lock.
+    void fillTables() NO_THREAD_SAFETY_ANALYSIS;
+    bool firstSync() REQUIRES(syncLock);  // the first pass of syncSettings
+    void buildLowLatencyMaps() NO_THREAD_SAFETY_ANALYSIS;
 
     std::shared_ptr<IHistoryStore<bool>> accountCheckpointedHistory;
     std::shared_ptr<IHistoryStore<unsigned int>> currentUserHistory;
@@ -135,13 +142,17 @@ private:
     std::unique_ptr<KeyValueDispatch> kvStore;
     std::atomic<bool> telemetryEnabled{false};
     std::atomic<bool> initialized{false};
-    bool synced = false;
-    OwnerCheckedTimedMutex mcStringsLock;  // remote configuration lock
-    std::timed_mutex syncLock;
-    std::optional<std::string> telemetryDeviceId;
-    std::mutex deviceIdLock;
-    std::optional<std::string> kestrelDeviceId;
-    std::mutex kestrelIdLock;
+    // Lock order: syncLock, then mcStringsLock, then mcDataLock, then parseCacheLock (and the
+    // process-wide parse lock of the low-latency parser). deviceIdLock, kestrelIdLock and
+    // eventNameFilterLock are leaves. syncLock and mcStringsLock are waited for at most 60 s.
+    bool synced GUARDED_BY(syncLock) = false;
+    // Remote configuration lock: serialises loading and refreshing the remote strings.
+    OwnerCheckedTimedMutex mcStringsLock ACQUIRED_AFTER(syncLock);
+    TimedMutex syncLock;  // sync lock: one synchronisation at a time
+    std::optional<std::string> telemetryDeviceId GUARDED_BY(deviceIdLock);
+    Mutex deviceIdLock;
+    std::optional<std::string> kestrelDeviceId GUARDED_BY(kestrelIdLock);
+    Mutex kestrelIdLock;
     std::atomic<bool> localAccountModeEnabled{false};
     std::atomic<int32_t> managedMode{0};
     std::atomic<int32_t> logLevel{0};
@@ -151,14 +162,15 @@ private:
     std::atomic<bool> travelModeEnabled{false};
     std::atomic<int32_t> statsdCollectionFrequencySec{60};
     std::atomic<bool> nuxCompleted{false};
-    std::mutex eventNameFilterLock;
-    std::unordered_set<std::string> eventNameFilter;
+    Mutex eventNameFilterLock;
+    std::unordered_set<std::string> eventNameFilter GUARDED_BY(eventNameFilterLock);
     std::unordered_map<std::string, std::atomic<bool>, TransparentStringHash, std::equal_to<>>
             gkValueCache;
-    std::unordered_map<std::string, std::string> mcStringCache;  // remote string cache
-    std::mutex mcDataLock;                                       // remote data lock
-    std::mutex parseCacheLock;
-    std::unordered_map<std::string, LowLatencyOverrideMap> lowLatencyMaps;
+    // Remote string cache: read under mcStringsLock, written under mcStringsLock and mcDataLock.
+    std::unordered_map<std::string, std::string> mcStringCache GUARDED_BY(mcStringsLock);
+    Mutex mcDataLock ACQUIRED_AFTER(mcStringsLock);   // remote data lock
+    Mutex parseCacheLock ACQUIRED_AFTER(mcDataLock);  // serialises low-latency parses
+    std::unordered_map<std::string, LowLatencyOverrideMap> lowLatencyMaps GUARDED_BY(mcDataLock);
     std::unordered_map<const char*, GateAccessor> syspropsApiMap;
     std::unordered_set<const char*> liveGates;
     bool uploadTriggered = false;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <halcyon/Mutex.h>
+#include <halcyon/TelemetryExport.h>
+
 #include <telemetry/historystore/HistoryStoreBase.h>
 #include <telemetry/historystore/IHistoryStore.h>
 
@@ -17,7 +20,7 @@ namespace Telemetry {
 
 // Makes the value histories and keeps every one it made, so that they can be cleaned up and
 // dumped together.
-class HistoryStoreManager {
+class TELEMETRY_EXPORT HistoryStoreManager {
 public:
     using time_point = std::chrono::steady_clock::time_point;
     // A store and the number of newest entries per user it keeps on clean-up.
@@ -53,8 +56,8 @@ public:
     std::vector<RegistryEntry> registry() const;
 
 private:
-    mutable std::mutex registryLock;
-    std::vector<RegistryEntry> stores;
+    mutable Mutex registryLock;  // guards stores; released before any store is touched
+    std::vector<RegistryEntry> stores GUARDED_BY(registryLock);
 };
 
 extern template std::shared_ptr<IHistoryStore<bool>> HistoryStoreManager::createHistoryStore<bool>(

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <android/log.h>
 #include <binder/IBinder.h>
 #include <binder/IInterface.h>
@@ -23,7 +25,7 @@ namespace Tamar::OS {
 // death and reconnects in the background. Callers never wait for the service except once,
 // while the constructor makes its first attempt.
 template <typename T>
-class BinderClient {
+class TELEMETRY_EXPORT BinderClient {
 public:
     using OnConnected = std::function<void(const android::sp<T>&)>;
     using OnDisconnected = std::function<void()>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 // Run-time loading of the device's settings module. The system never links the module: it
 // opens "libbasalt.halcyon.so" once per process, looks up its two entry points once each, and
 // wraps each created settings object in a shared_ptr whose deleter hands it back to the module.
@@ -20,7 +22,8 @@
 namespace BASALT {
 namespace internal {
 
-class Loader {
+// Loads the settings module at most once per process and keeps the outcome.
+class TELEMETRY_EXPORT Loader {
 public:
     struct ModuleRecord {
         const char* path;
@@ -44,7 +47,7 @@ namespace Symbol {
 // One module entry point, looked up at most once. Name supplies `static const char* name()`;
 // Signature is the function type of the entry point. A missing name is cached as null.
 template <typename Name, typename Signature>
-class Cache {
+class TELEMETRY_EXPORT Cache {
 public:
     static Signature* getCached() {
         State& cached = state();
@@ -73,6 +76,7 @@ private:
 
 namespace internal {
 
+// Destroys module objects of type T through the module's destroy entry point.
 template <typename T, typename DestroyName, int64_t Version>
 struct PtrFactory {
     using DestroyFunction = void(int64_t version, void* object) noexcept;
@@ -141,7 +145,7 @@ inline constexpr int64_t kInterfaceVersion = 3;
 
 // A new settings object of the module, or empty when the module, its create function or the
 // object is missing.
-std::shared_ptr<ISettingsManager> createSettingsManagerPtr();
+TELEMETRY_EXPORT std::shared_ptr<ISettingsManager> createSettingsManagerPtr();
 
 }  // namespace v3
 }  // namespace Settings

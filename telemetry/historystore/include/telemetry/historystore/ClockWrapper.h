@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <chrono>
 
 namespace Tamar {
@@ -7,7 +9,7 @@ namespace OS {
 namespace Telemetry {
 
 // Time source of the histories; a class so that tests and hosts can substitute their own.
-class ClockWrapper {
+class TELEMETRY_EXPORT ClockWrapper {
 public:
     virtual ~ClockWrapper();
     virtual std::chrono::steady_clock::time_point now() const;

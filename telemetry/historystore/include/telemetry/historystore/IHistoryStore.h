@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <chrono>
 #include <optional>
 #include <utility>
@@ -14,7 +16,7 @@ using HistoryKey = std::pair<HistoryTimePoint, HistoryUserId>;
 
 // Typed face of a value history. Slot order is part of the ABI.
 template <typename T>
-class IHistoryStore {
+class TELEMETRY_EXPORT IHistoryStore {
 public:
     virtual ~IHistoryStore() = default;
     virtual void insert(const T& value) = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <halcyon/TelemetryExport.h>
+
 #include <com/halcyon/deviceconfig/aidl/Property.h>
 
 #include <map>
@@ -10,7 +12,7 @@ namespace com::halcyon::deviceconfig {
 
 // An immutable snapshot of device-config properties with typed getters. Every getter answers
 // the given default when the key is missing or its text does not parse as the asked type.
-class Properties {
+class TELEMETRY_EXPORT Properties {
 public:
     // When a key occurs more than once, its first occurrence wins.
     Properties(const std::vector<aidl::Property>& properties);
