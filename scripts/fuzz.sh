@@ -8,6 +8,10 @@ shift || true
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 cd "$here"
 
+if ! command -v clang++ >/dev/null 2>&1; then
+  echo "fuzz: clang++ is missing; run TELEMETRY_SETUP_CI_TOOLS=1 scripts/setup.sh" >&2
+  exit 1
+fi
 jobs="$(nproc 2>/dev/null || echo 2)"
 cmake --preset fuzz
 cmake --build --preset fuzz -j "$jobs"
