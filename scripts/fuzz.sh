@@ -21,7 +21,7 @@ findings=build/fuzz/findings
 mkdir -p "$findings"
 targets=("$@")
 if [[ ${#targets[@]} -eq 0 ]]; then
-  for dir in fuzz/corpus/*/; do targets+=("$(basename "$dir")"); done
+  mapfile -t targets <"$bin/targets.txt"
 fi
 export ASAN_OPTIONS="halt_on_error=1:abort_on_error=1:detect_leaks=1"
 export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1"
@@ -34,7 +34,7 @@ for target in "${targets[@]}"; do
     echo "fuzz: $target fails on its seed corpus" >&2
     exit 1
   }
-  # New inputs go to a scratch corpus, so the committed seeds stay small.
+  # New inputs go to a scratch corpus (the first directory), so the committed seeds stay small.
   work="$(mktemp -d)"
   echo "fuzz: $target: ${seconds}s"
   if ! "$bin/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
