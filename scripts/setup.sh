@@ -8,9 +8,10 @@ packages=(
   uuid-dev libsqlite3-dev libgtest-dev libgmock-dev libbenchmark-dev
   cmake g++ make pkg-config nlohmann-json3-dev
 )
-# Tools used by the packaging, ABI, lint and thread-safety checks in CI.
+# Tools used by the packaging, ABI, lint, thread-safety and fuzzing checks in CI (libFuzzer
+# comes with compiler-rt).
 if [[ "${TELEMETRY_SETUP_CI_TOOLS:-0}" == 1 ]]; then
-  packages+=(abigail-tools blueprint-tools clang clang-format clang-tidy)
+  packages+=(abigail-tools blueprint-tools clang clang-format clang-tidy libclang-rt-14-dev)
 fi
 
 missing=()

@@ -5,8 +5,10 @@
 
 #include <binder/Parcel.h>
 
+#include <cstdint>
 #include <cstring>
 #include <limits>
+#include <string>
 
 #include <log/log.h>
 #include <utils/Unicode.h>
@@ -82,45 +84,77 @@ status_t Parcel::writeUtf8VectorAsUtf16Vector(const std::vector<std::string>& va
     return OK;
 }
 
-// Null for a null string, a length the data cannot hold, or a missing terminator; the
-// cursor then stands where libbinder leaves it.
-const char16_t* Parcel::readString16Inplace(size_t* outLen) const {
-    const int32_t size = readInt32();
-    if (size >= 0 && size < INT32_MAX) {
-        const size_t units = static_cast<size_t>(size);
-        const auto* const str =
-                static_cast<const char16_t*>(readInplace((units + 1) * sizeof(char16_t)));
-        if (str != nullptr) {
-            if (str[units] == u'\0') {
-                *outLen = units;
-                return str;
-            }
-            ALOGE("String16 of length %zu is not NUL-terminated", units);
-        }
-    }
+namespace {
+
+// The units of a string that is present and NUL-terminated, as raw bytes: a size word that
+// is not a multiple of four can leave the cursor at an odd offset, so the units are only
+// ever copied out, never loaded as char16_t where they lie. Null, with the cursor where
+// libbinder leaves it, for a null string, a length the data cannot hold or a missing
+// terminator.
+const uint8_t* readString16Bytes(const Parcel& parcel, size_t* outLen) {
     *outLen = 0;
-    return nullptr;
+    const int32_t size = parcel.readInt32();
+    if (size < 0 || size == INT32_MAX) return nullptr;
+    const size_t units = static_cast<size_t>(size);
+    const auto* const bytes =
+            static_cast<const uint8_t*>(parcel.readInplace((units + 1) * sizeof(char16_t)));
+    if (bytes == nullptr) return nullptr;
+    char16_t terminator = 0;
+    std::memcpy(&terminator, bytes + units * sizeof(char16_t), sizeof(terminator));
+    if (terminator != u'\0') {
+        ALOGE("String16 of length %zu is not NUL-terminated", units);
+        return nullptr;
+    }
+    *outLen = units;
+    return bytes;
+}
+
+bool isUnitAligned(const uint8_t* bytes) {
+    return reinterpret_cast<uintptr_t>(bytes) % alignof(char16_t) == 0;
+}
+
+// Hands `use` the units at an address fit for char16_t, copying them when they lie at an odd
+// offset.
+template <typename Use>
+auto withAlignedUnits(const uint8_t* bytes, size_t len, Use&& use) {
+    if (isUnitAligned(bytes)) return use(reinterpret_cast<const char16_t*>(bytes));
+    std::u16string copy(len, u'\0');
+    std::memcpy(copy.data(), bytes, len * sizeof(char16_t));
+    return use(copy.data());
+}
+
+}  // namespace
+
+// A string at an odd offset cannot be handed out as char16_t*: it reads as null here, while
+// readString16 and readUtf8FromUtf16 copy it out.
+const char16_t* Parcel::readString16Inplace(size_t* outLen) const {
+    const uint8_t* const bytes = readString16Bytes(*this, outLen);
+    if (bytes == nullptr) return nullptr;
+    if (!isUnitAligned(bytes)) {
+        ALOGE("String16 at odd offset %zu cannot be read in place",
+              static_cast<size_t>(bytes - data()));
+        *outLen = 0;
+        return nullptr;
+    }
+    return reinterpret_cast<const char16_t*>(bytes);
 }
 
 status_t Parcel::readString16(String16* pArg) const {
     size_t len = 0;
-    const char16_t* const str = readString16Inplace(&len);
-    if (str == nullptr) {
+    const uint8_t* const bytes = readString16Bytes(*this, &len);
+    if (bytes == nullptr) {
         *pArg = String16();
         return UNEXPECTED_NULL;
     }
-    *pArg = String16(str, len);
+    *pArg = withAlignedUnits(bytes, len,
+                             [len](const char16_t* units) { return String16(units, len); });
     return OK;
 }
 
 String16 Parcel::readString16() const {
-    size_t len = 0;
-    const char16_t* const str = readString16Inplace(&len);
-    if (str == nullptr) {
-        ALOGE("Reading a NULL string not supported here.");
-        return String16();
-    }
-    return String16(str, len);
+    String16 result;
+    if (readString16(&result) != OK) ALOGE("Reading a NULL string not supported here.");
+    return result;
 }
 
 status_t Parcel::readString16(std::optional<String16>* pArg) const {
@@ -138,20 +172,22 @@ status_t Parcel::readString16(std::optional<String16>* pArg) const {
 
 status_t Parcel::readUtf8FromUtf16(std::string* str) const {
     size_t utf16Len = 0;
-    const char16_t* const src = readString16Inplace(&utf16Len);
-    if (src == nullptr) return UNEXPECTED_NULL;
+    const uint8_t* const bytes = readString16Bytes(*this, &utf16Len);
+    if (bytes == nullptr) return UNEXPECTED_NULL;
     if (utf16Len == 0) {
         str->clear();
         return OK;
     }
-    // At most three UTF-8 bytes per unit, and the units are already in the parcel, so the
-    // allocation is bounded by the data actually present.
-    const ssize_t utf8Size = utf16_to_utf8_length(src, utf16Len) + 1;
-    if (utf8Size < 1) return BAD_VALUE;
-    str->resize(static_cast<size_t>(utf8Size));
-    utf16_to_utf8(src, utf16Len, str->data(), static_cast<size_t>(utf8Size));
-    str->resize(static_cast<size_t>(utf8Size) - 1);
-    return OK;
+    return withAlignedUnits(bytes, utf16Len, [str, utf16Len](const char16_t* src) -> status_t {
+        // At most three UTF-8 bytes per unit, and the units are already in the parcel, so
+        // the allocation is bounded by the data actually present.
+        const ssize_t utf8Size = utf16_to_utf8_length(src, utf16Len) + 1;
+        if (utf8Size < 1) return BAD_VALUE;
+        str->resize(static_cast<size_t>(utf8Size));
+        utf16_to_utf8(src, utf16Len, str->data(), static_cast<size_t>(utf8Size));
+        str->resize(static_cast<size_t>(utf8Size) - 1);
+        return OK;
+    });
 }
 
 status_t Parcel::readUtf8FromUtf16(std::optional<std::string>* str) const {

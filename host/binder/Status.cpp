@@ -57,7 +57,9 @@ std::string statusName(status_t status) {
 }
 
 // A size word that counts itself, as in the reply and stack-trace headers: skips the
-// block, refusing sizes the parcel cannot hold.
+// block, refusing sizes the parcel cannot hold. As in libbinder, a size that is not a
+// multiple of four leaves the cursor off the word grid, and one below four moves it back
+// into the size word; the parcel's readers copy what they read, so later reads stay defined.
 status_t skipSizedBlock(const Parcel& parcel, bool skipWhenZero) {
     const size_t start = parcel.dataPosition();
     const size_t avail = parcel.dataAvail();

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,11 @@ public:
     Bytes& i32(int32_t v) {
         for (int i = 0; i < 4; ++i)
             mBytes.push_back(static_cast<uint8_t>(static_cast<uint32_t>(v) >> (8 * i)));
+        return *this;
+    }
+    // Bytes as they are, with no padding: for layouts that leave the 4-byte grid.
+    Bytes& raw(std::initializer_list<uint8_t> bytes) {
+        mBytes.insert(mBytes.end(), bytes);
         return *this;
     }
     // ASCII text as a length-prefixed, NUL-terminated, zero-padded UTF-16 string.

@@ -423,4 +423,73 @@ TEST(ListenerStub, DeliversWithoutAReplyAndRefusesBadRequests) {
     EXPECT_EQ(android::UNKNOWN_TRANSACTION, send(2, Bytes(), &other));
 }
 
+// Size words that are not multiples of four, or below four, move the cursor off the word grid
+// or back into bytes already read; every string read from there must stay defined.
+TEST(OffGridCursor, StringsReadAtAnyOffsetAfterHostileSizeWords) {
+    // A Property of size 1 leaves the cursor at offset 1, on an empty string.
+    Parcel direct;
+    Bytes().i32(1).i32(0).i32(0).into(&direct);
+    Property skipped;
+    ASSERT_EQ(android::OK, skipped.readFromParcel(&direct));
+    ASSERT_EQ(1u, direct.dataPosition());
+    std::string text = "stale";
+    EXPECT_EQ(android::OK, direct.readUtf8FromUtf16(&text));
+    EXPECT_EQ("", text);
+    // A string at an odd offset reads whole through the copying readers.
+    Parcel odd;
+    Bytes().raw({0xff}).i32(2).raw({'h', 0, 'i', 0, 0, 0, 0, 0}).into(&odd);
+    odd.setDataPosition(1);
+    EXPECT_EQ(android::OK, odd.readUtf8FromUtf16(&text));
+    EXPECT_EQ("hi", text);
+    odd.setDataPosition(1);
+    EXPECT_EQ(android::String16("hi"), odd.readString16());
+    odd.setDataPosition(1);
+    size_t len = 9;
+    EXPECT_EQ(nullptr, odd.readString16Inplace(&len));
+    EXPECT_EQ(0u, len);
+
+    // A reply header of size 5 puts the whole list one byte off the grid.
+    sp<ScriptedBinder> remote = new ScriptedBinder();
+    sp<IDeviceConfig> proxy = new BpDeviceConfig(remote);
+    std::vector<Property> result;
+    remote->replyBytes = Bytes().i32(Status::EX_HAS_REPLY_HEADER)
+                                 .i32(5)
+                                 .raw({0})
+                                 .i32(1)
+                                 .i32(1)
+                                 .property("a", "1")
+                                 .bytes();
+    ASSERT_TRUE(proxy->getProperties("ns", {}, &result).isOk());
+    EXPECT_EQ(std::vector<Property>{prop("a", "1")}, result);
+
+    // A first Property of size 15 jumps back into its own 10-unit key, where the second
+    // element (marker 1, size 12, one-unit key "z") is planted at an odd offset.
+    remote->replyBytes = Bytes().i32(0)
+                                 .i32(2)
+                                 .i32(1)
+                                 .i32(15)
+                                 .i32(10)
+                                 .raw({'k', 'k', 'k', 'k', 'k', 'k', 'k', 1,   0, 0, 0, 12,
+                                       0,   0,   0,   1,   0,   0,   0,   'z', 0, 0, 0, 0})
+                                 .bytes();
+    ASSERT_TRUE(proxy->getProperties("ns", {}, &result).isOk());
+    ASSERT_EQ(2u, result.size());
+    EXPECT_EQ(prop("z", ""), result[1]);
+
+    // The same through a one-way call to a listener: size 9 lands inside the key.
+    sp<MockListener> listener = new MockListener();
+    EXPECT_CALL(*listener, onPropertiesChanged(ElementsAre(_, prop("z", ""))))
+            .WillOnce(Return(Status::ok()));
+    Parcel data;
+    Bytes().token(kListenerDescriptor)
+            .i32(2)
+            .i32(1)
+            .i32(9)
+            .i32(10)
+            .raw({'k', 1, 0, 0, 0, 12, 0, 0, 0, 1, 0, 0, 0, 'z', 0, 0, 0, 0, 'x', 0, 0, 0, 0, 0})
+            .into(&data);
+    Parcel reply;
+    EXPECT_EQ(android::OK, listener->onTransact(1, data, &reply, android::IBinder::FLAG_ONEWAY));
+}
+
 }  // namespace

@@ -1,0 +1,39 @@
+// The library's change listener (IOnPropertiesChangeListener stub) on hostile one-way calls,
+// delivering to a user listener that reads every key back. Input: byte 0 picks the code
+// (0-2); byte 1 bit 0 prepends a valid interface token; the rest is the request data.
+#include <binder/IBinder.h>
+#include <binder/Parcel.h>
+#include <deviceconfig/OnPropertiesChangeListener.h>
+
+#include <cstdint>
+#include <memory>
+
+using com::halcyon::deviceconfig::OnPropertiesChangeListener;
+using com::halcyon::deviceconfig::Properties;
+
+namespace {
+
+struct ReadingListener : OnPropertiesChangeListener {
+    void onPropertiesChanged(const Properties& properties) override {
+        for (const std::string& key : properties.getKeys()) {
+            properties.getLong(key, 0);
+            properties.getBoolean(key, false);
+        }
+    }
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size < 2) return 0;
+    static const android::sp<OnPropertiesChangeListener::OnDeviceConfigChangeListener> stub =
+            new OnPropertiesChangeListener::OnDeviceConfigChangeListener(
+                    std::make_shared<ReadingListener>());
+    android::Parcel request;
+    if ((data[1] & 1) != 0) request.writeInterfaceToken(stub->getInterfaceDescriptor());
+    request.write(data + 2, size - 2);
+    request.setDataPosition(0);
+    android::Parcel reply;
+    stub->onTransact(data[0] % 3, request, &reply, android::IBinder::FLAG_ONEWAY);
+    return 0;
+}
