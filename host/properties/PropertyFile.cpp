@@ -60,8 +60,9 @@ PropertyFileResult loadPropertyFile(const std::string& path) {
         std::string_view key;
         std::string_view value;
         const char* reason = parseEntry(line, &key, &value);
-        if (reason == nullptr && !setProperty(std::string(key), std::string(value))) {
-            reason = "cannot set property";
+        if (reason == nullptr) {
+            const SetPropertyResult written = writeProperty(key, value);
+            if (written != SetPropertyResult::kOk) reason = describe(written);
         }
         if (reason != nullptr) {
             result.errors.push_back(path + ":" + std::to_string(lineNumber) + ": " + reason);

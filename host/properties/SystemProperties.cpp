@@ -1,50 +1,31 @@
 #include <sys/system_properties.h>
 
-#include <android-base/properties.h>
+#include <hostproperties/PropertyStore.h>
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
-#include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstring>
-#include <map>
-#include <string>
-#include <string_view>
 
-#include "PropertyStoreLock.h"
+#include "ProcessArea.h"
 
-// A handle names a property; the value itself stays in libbase's map. The serial and the
-// last value seen are kept only so that the serial changes when the value does.
-struct prop_info {
-    explicit prop_info(std::string_view n) : name(n) {}
-    const std::string name;
-    std::string lastValue;  // guarded by propertyStoreMutex()
-    uint32_t serial = 0;    // guarded by propertyStoreMutex()
-};
+using hostproperties::processArea;
+using hostproperties::PropertyArea;
 
-namespace {
-
-// Handles are interned by name and never freed, as on a device where they point into
-// the shared property area. Both the table and its entries stay reachable forever.
-std::map<std::string, prop_info*, std::less<>>& handles() {
-    static auto* table = new std::map<std::string, prop_info*, std::less<>>;
-    return *table;
+extern "C" int __system_property_set(const char* name, const char* value) {
+    if (name == nullptr) return -1;
+    return hostproperties::writeProperty(name, value == nullptr ? "" : value) ==
+                           hostproperties::SetPropertyResult::kOk
+                   ? 0
+                   : -1;
 }
-
-// Caller holds propertyStoreMutex().
-prop_info* internLocked(std::string_view name) {
-    auto& table = handles();
-    auto it = table.find(name);
-    if (it == table.end()) {
-        it = table.emplace(std::string(name), new prop_info(name)).first;
-    }
-    return it->second;
-}
-
-}  // namespace
 
 extern "C" const prop_info* __system_property_find(const char* name) {
     if (name == nullptr) return nullptr;
-    std::lock_guard<std::mutex> lock(hostproperties::propertyStoreMutex());
-    if (android::base::GetProperty(name, "").empty()) return nullptr;
-    return internLocked(name);
+    const PropertyArea* area = processArea();
+    return area == nullptr ? nullptr : area->find(name);
 }
 
 extern "C" void __system_property_read_callback(const prop_info* pi,
@@ -52,36 +33,80 @@ extern "C" void __system_property_read_callback(const prop_info* pi,
                                                                  const char* value, uint32_t serial),
                                                 void* cookie) {
     if (pi == nullptr || callback == nullptr) return;
-    // Handles only come from internLocked(), which hands out mutable objects.
-    auto* info = const_cast<prop_info*>(pi);
-    std::string value;
+    // The handle may belong to an area replaced since (the host device restarted).
+    const PropertyArea* area = PropertyArea::owning(pi);
+    char buffer[PROP_VALUE_MAX + 8];
     uint32_t serial;
-    {
-        std::lock_guard<std::mutex> lock(hostproperties::propertyStoreMutex());
-        value = android::base::GetProperty(info->name, "");
-        if (value != info->lastValue) {
-            info->lastValue = value;
-            ++info->serial;
-        }
-        serial = info->serial;
+    const char* value = area->readWhole(pi, buffer, &serial);
+    callback(cookie, pi->name, value, serial);
+}
+
+extern "C" int __system_property_foreach(void (*callback)(const prop_info* pi, void* cookie),
+                                         void* cookie) {
+    const PropertyArea* area = processArea();
+    if (area == nullptr || callback == nullptr) return 0;
+    area->forEach([&](const prop_info* info) { callback(info, cookie); });
+    return 0;
+}
+
+extern "C" int __system_property_read(const prop_info* pi, char* name, char* value) {
+    if (pi == nullptr) return 0;
+    if (name != nullptr) {
+        const size_t length = std::min<size_t>(pi->nameLength, PROP_NAME_MAX - 1);
+        std::memcpy(name, pi->name, length);
+        name[length] = '\0';
     }
-    // Outside the lock, so a callback may read other properties.
-    callback(cookie, info->name.c_str(), value.c_str(), serial);
+    char buffer[PROP_VALUE_MAX + 8];
+    PropertyArea::owning(pi)->readInline(pi, buffer);
+    const size_t length = std::strlen(buffer);
+    if (value != nullptr) std::memcpy(value, buffer, length + 1);
+    return static_cast<int>(length);
 }
 
 extern "C" int __system_property_get(const char* name, char* value) {
     if (value == nullptr) return 0;
     value[0] = '\0';
-    if (name == nullptr) return 0;
-    std::string current;
-    {
-        std::lock_guard<std::mutex> lock(hostproperties::propertyStoreMutex());
-        current = android::base::GetProperty(name, "");
+    const prop_info* info = __system_property_find(name);
+    if (info == nullptr) return 0;
+    return hostproperties::serialValueLength(PropertyArea::owning(info)->readInline(info, value));
+}
+
+extern "C" uint32_t __system_property_serial(const prop_info* pi) {
+    if (pi == nullptr) return 0;
+    // Waits out an update in progress so that the serial names a complete value; a writer
+    // that died mid-update left an area that a restarted host device has replaced.
+    const timespec pause{0, 1000000};
+    for (;;) {
+        const uint32_t serial = pi->serial.load(std::memory_order_acquire);
+        if (!hostproperties::serialDirty(serial) || PropertyArea::owning(pi)->stale()) {
+            return serial & ~1u;
+        }
+        syscall(SYS_futex, reinterpret_cast<const uint32_t*>(&pi->serial), FUTEX_WAIT, serial,
+                &pause, nullptr, 0);
     }
-    // The host map has no length limit; callers of this function only have room for
-    // PROP_VALUE_MAX bytes.
-    const size_t length = std::min(current.size(), static_cast<size_t>(PROP_VALUE_MAX - 1));
-    std::memcpy(value, current.data(), length);
-    value[length] = '\0';
-    return static_cast<int>(length);
+}
+
+extern "C" uint32_t __system_property_area_serial(void) {
+    const PropertyArea* area = processArea();
+    return area == nullptr ? 0 : area->serialWord().load(std::memory_order_acquire);
+}
+
+extern "C" bool __system_property_wait(const prop_info* pi, uint32_t old_serial,
+                                       uint32_t* new_serial_ptr,
+                                       const struct timespec* relative_timeout) {
+    static std::atomic<uint32_t> noArea{0};
+    const PropertyArea* area = processArea();
+    std::atomic<uint32_t>* word = pi != nullptr ? const_cast<std::atomic<uint32_t>*>(&pi->serial)
+                                  : area != nullptr ? &area->serialWord()
+                                                    : &noArea;
+    uint32_t current;
+    while ((current = word->load(std::memory_order_acquire)) == old_serial) {
+        // A shared futex: the writer may be another process. The timeout restarts after a
+        // spurious wake-up, as on a device.
+        const long rc = syscall(SYS_futex, reinterpret_cast<uint32_t*>(word), FUTEX_WAIT,
+                                old_serial, relative_timeout, nullptr, 0);
+        if (rc != 0 && errno == ETIMEDOUT) return false;
+    }
+    if (new_serial_ptr != nullptr) *new_serial_ptr = current;
+    return true;
 }

@@ -68,6 +68,7 @@ TEST_F(PropertyFileTest, MalformedLinesAreReportedWithLineNumbersAndSkipped) {
                   "=value\n"
                   "  \t= value\n"
                   "test.bad key=1\n"
+                  "test..double_dot=1\n"
                   "# fine\n"
                   "test.after=2\n");
 
@@ -75,7 +76,8 @@ TEST_F(PropertyFileTest, MalformedLinesAreReportedWithLineNumbersAndSkipped) {
     EXPECT_TRUE(result.opened);
     EXPECT_EQ(result.loaded, 2u);
     EXPECT_THAT(result.errors, ElementsAre(path + ":2: missing '='", path + ":3: empty key",
-                                           path + ":4: empty key", path + ":5: blank inside key"));
+                                           path + ":4: empty key", path + ":5: blank inside key",
+                                           path + ":6: Illegal property name"));
     EXPECT_EQ(get("test.before"), "1");
     EXPECT_EQ(get("test.after"), "2");
     EXPECT_EQ(get("test.bad key"), "<unset>");

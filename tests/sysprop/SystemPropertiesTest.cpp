@@ -1,4 +1,4 @@
-// The host's bionic property functions over libbase's map.
+// bionic's property functions and libbase's, over this process's own property area.
 
 #include <sys/system_properties.h>
 
@@ -8,11 +8,14 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
 #include <string>
+#include <thread>
 
 namespace {
 
-using android::base::SetProperty;
+using hostproperties::SetPropertyResult;
+using hostproperties::writeProperty;
 
 struct Read {
     int calls = 0;
@@ -33,6 +36,12 @@ Read readCallback(const prop_info* info) {
     return read;
 }
 
+Read readByName(const char* name) {
+    const prop_info* info = __system_property_find(name);
+    EXPECT_NE(info, nullptr) << name;
+    return readCallback(info);
+}
+
 // A buffer of exactly the room a device caller has, pre-filled so a missing terminator shows.
 std::string get(const char* name, int expectedLength) {
     std::array<char, PROP_VALUE_MAX> buffer;
@@ -41,75 +50,132 @@ std::string get(const char* name, int expectedLength) {
     return buffer.data();
 }
 
-TEST(SystemProperties, UnsetEmptyAndNullAreNotFoundAndHarmless) {
-    ASSERT_TRUE(SetProperty("test.empty", ""));
-    ASSERT_TRUE(SetProperty("test.null", "x"));
+TEST(SystemProperties, WritesFollowTheDeviceRules) {
+    const std::string longest(PROP_VALUE_MAX - 1, 'v');
+    const struct {
+        std::string name;
+        std::string value;
+        SetPropertyResult expected;
+    } cases[] = {
+            {"test.rules.ok-_@:9", "v", SetPropertyResult::kOk},
+            {"", "v", SetPropertyResult::kInvalidName},
+            {".test", "v", SetPropertyResult::kInvalidName},
+            {"test.", "v", SetPropertyResult::kInvalidName},
+            {"test..rules", "v", SetPropertyResult::kInvalidName},
+            {"test.bad name", "v", SetPropertyResult::kInvalidName},
+            {"test/rules", "v", SetPropertyResult::kInvalidName},
+            {"test.rules.nul", std::string("a\0b", 3), SetPropertyResult::kInvalidValue},
+            {"test.rules.longest", longest, SetPropertyResult::kOk},
+            {"test.rules.longest", longest + "v", SetPropertyResult::kValueTooLong},
+            {"ro.test.rules", "first", SetPropertyResult::kOk},
+            {"ro.test.rules", "second", SetPropertyResult::kReadOnly},
+            {"ro.test.rules", "first", SetPropertyResult::kReadOnly},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(writeProperty(c.name, c.value), c.expected) << c.name;
+    }
+    EXPECT_EQ(__system_property_find("test..rules"), nullptr);
+    EXPECT_EQ(__system_property_find("test.rules.nul"), nullptr);
+    EXPECT_EQ(readByName("test.rules.longest").value, longest);
+    EXPECT_EQ(readByName("ro.test.rules").value, "first");
+    EXPECT_STREQ(hostproperties::describe(SetPropertyResult::kReadOnly),
+                 "Read-only property was already set");
+    EXPECT_EQ(__system_property_set("test..rules", "v"), -1);
+    EXPECT_EQ(__system_property_set("test.rules.set", "v"), 0);
+    EXPECT_EQ(get("test.rules.set", 1), "v");
+}
+
+TEST(SystemProperties, EmptyValuesExistAndEveryWriteChangesTheSerial) {
+    ASSERT_EQ(writeProperty("test.empty", ""), SetPropertyResult::kOk);
+    const prop_info* empty = __system_property_find("test.empty");
+    ASSERT_NE(empty, nullptr);
+    EXPECT_EQ(readCallback(empty).calls, 1);
+    EXPECT_EQ(readCallback(empty).value, "");
+    EXPECT_EQ(get("test.empty", 0), "");
+    EXPECT_EQ(android::base::GetProperty("test.empty", "default"), "default");
+
+    // Unset and null inputs are harmless.
     EXPECT_EQ(__system_property_find("test.unset"), nullptr);
-    EXPECT_EQ(__system_property_find("test.empty"), nullptr);
     EXPECT_EQ(__system_property_find(nullptr), nullptr);
     EXPECT_EQ(get("test.unset", 0), "");
-    EXPECT_EQ(get(nullptr, 0), "");
-    EXPECT_EQ(__system_property_get("test.null", nullptr), 0);
     EXPECT_EQ(readCallback(nullptr).calls, 0);
-    __system_property_read_callback(__system_property_find("test.null"), nullptr, nullptr);
+    EXPECT_EQ(__system_property_get("test.empty", nullptr), 0);
+
+    ASSERT_TRUE(hostproperties::setProperty("test.serial", "abc"));
+    const prop_info* info = __system_property_find("test.serial");
+    std::set<uint32_t> serials{__system_property_serial(info)};
+    uint32_t area = __system_property_area_serial();
+    for (const char* value : {"abc", "abc", "", "abcdef"}) {
+        ASSERT_TRUE(hostproperties::setProperty("test.serial", value));
+        EXPECT_EQ(__system_property_find("test.serial"), info);
+        const Read read = readCallback(info);
+        EXPECT_EQ(read.value, value);
+        EXPECT_EQ(read.serial >> 24, strlen(value)) << "the serial carries the value length";
+        EXPECT_EQ(read.serial, __system_property_serial(info));
+        EXPECT_TRUE(serials.insert(read.serial).second) << "serial repeated for " << value;
+        EXPECT_NE(__system_property_area_serial(), area);
+        area = __system_property_area_serial();
+    }
 }
 
-TEST(SystemProperties, BothReadPathsSeeValuesSetThroughLibbase) {
-    ASSERT_TRUE(SetProperty("test.shared", "hello"));
-
-    const prop_info* info = __system_property_find("test.shared");
-    ASSERT_NE(info, nullptr);
-    const Read read = readCallback(info);
-    EXPECT_EQ(read.calls, 1);
-    EXPECT_EQ(read.name, "test.shared");
-    EXPECT_EQ(read.value, "hello");
-    EXPECT_EQ(get("test.shared", 5), "hello");
-
-    // And the other way round: the guarded setter writes libbase's map.
-    ASSERT_TRUE(hostproperties::setProperty("test.shared", "world"));
-    EXPECT_EQ(android::base::GetProperty("test.shared", ""), "world");
-    EXPECT_EQ(readCallback(info).value, "world");
+TEST(SystemProperties, LongReadOnlyValuesReadWholeOnlyThroughTheCallback) {
+    const std::string value(300, 'r');
+    ASSERT_TRUE(hostproperties::setProperty("ro.test.long", value));
+    EXPECT_EQ(readByName("ro.test.long").value, value);
+    EXPECT_EQ(android::base::GetProperty("ro.test.long", ""), value);
+    EXPECT_EQ(get("ro.test.long", 50), "Must use __system_property_read_callback() to read");
 }
 
-TEST(SystemProperties, HandlesAreStableAndSerialsChangeOnlyWithTheValue) {
-    ASSERT_TRUE(SetProperty("test.handle", "1"));
-    const prop_info* first = __system_property_find("test.handle");
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(__system_property_find("test.handle"), first);
-    const uint32_t serial = readCallback(first).serial;
-    EXPECT_EQ(readCallback(first).serial, serial);
+// libbase's own functions (GetIntProperty and GetBoolProperty call GetProperty inside
+// libbase) must resolve to the area, not to libbase's private map.
+TEST(SystemProperties, LibbaseAndBionicFunctionsShareTheArea) {
+    ASSERT_TRUE(android::base::SetProperty("test.libbase.int", "42"));
+    EXPECT_EQ(readByName("test.libbase.int").value, "42");
+    EXPECT_EQ(android::base::GetIntProperty("test.libbase.int", 0), 42);
 
-    ASSERT_TRUE(SetProperty("test.handle", ""));
-    EXPECT_EQ(__system_property_find("test.handle"), nullptr);
-    const Read cleared = readCallback(first);  // old handle still usable
-    EXPECT_EQ(cleared.calls, 1);
-    EXPECT_EQ(cleared.value, "");
+    ASSERT_TRUE(hostproperties::setProperty("test.libbase.bool", "true"));
+    EXPECT_TRUE(android::base::GetBoolProperty("test.libbase.bool", false));
+    EXPECT_EQ(android::base::GetProperty("test.libbase.bool", ""), "true");
 
-    ASSERT_TRUE(SetProperty("test.handle", "2"));
-    EXPECT_EQ(__system_property_find("test.handle"), first);
-    EXPECT_NE(readCallback(first).serial, serial);
+    EXPECT_FALSE(android::base::SetProperty("test..libbase", "1"));
+    EXPECT_FALSE(android::base::SetProperty("test.libbase.long", std::string(PROP_VALUE_MAX, 'x')));
 }
 
-TEST(SystemProperties, GetCutsLongValuesToTheDeviceLimit) {
-    const std::string longValue(200, 'v');
-    ASSERT_TRUE(SetProperty("test.long", longValue));
-    EXPECT_EQ(get("test.long", PROP_VALUE_MAX - 1), longValue.substr(0, PROP_VALUE_MAX - 1));
-    // The callback path has no limit.
-    EXPECT_EQ(readCallback(__system_property_find("test.long")).value, longValue);
-}
+TEST(SystemProperties, ForeachListsEveryPropertyAndWaitFollowsSerials) {
+    for (const char* name : {"test.each.a", "test.each.b", "test.each.c"}) {
+        ASSERT_TRUE(hostproperties::setProperty(name, name));
+    }
+    std::set<std::string> names;
+    EXPECT_EQ(__system_property_foreach(
+                      [](const prop_info* info, void* cookie) {
+                          static_cast<std::set<std::string>*>(cookie)->insert(
+                                  readCallback(info).name);
+                      },
+                      &names),
+              0);
+    EXPECT_EQ(names.count("test.each.a") + names.count("test.each.b") + names.count("test.each.c"),
+              3u);
+    const auto listed = hostproperties::listProperties();
+    EXPECT_EQ(listed.size(), names.size());
+    EXPECT_TRUE(std::is_sorted(listed.begin(), listed.end()));
 
-// A callback that reads another property must not deadlock on the store.
-TEST(SystemProperties, CallbackMayReadOtherProperties) {
-    ASSERT_TRUE(SetProperty("test.outer", "outer"));
-    ASSERT_TRUE(SetProperty("test.inner", "inner"));
-    std::string inner;
-    __system_property_read_callback(
-            __system_property_find("test.outer"),
-            [](void* cookie, const char*, const char*, uint32_t) {
-                *static_cast<std::string*>(cookie) = get("test.inner", 5);
-            },
-            &inner);
-    EXPECT_EQ(inner, "inner");
+    const prop_info* info = __system_property_find("test.each.a");
+    const uint32_t serial = __system_property_serial(info);
+    const uint32_t areaSerial = __system_property_area_serial();
+    const timespec shortWait{0, 1000000};
+    EXPECT_FALSE(__system_property_wait(info, serial, nullptr, &shortWait));
+
+    const timespec bound{30, 0};
+    uint32_t changed = 0;
+    uint32_t areaChanged = 0;
+    std::thread waiter([&] {
+        EXPECT_TRUE(__system_property_wait(info, serial, &changed, &bound));
+        EXPECT_TRUE(__system_property_wait(nullptr, areaSerial, &areaChanged, &bound));
+    });
+    ASSERT_TRUE(hostproperties::setProperty("test.each.a", "next"));
+    waiter.join();
+    EXPECT_EQ(changed, __system_property_serial(info));
+    EXPECT_NE(areaChanged, areaSerial);
 }
 
 }  // namespace

@@ -1,0 +1,96 @@
+// A client process of the host device's property service, driven by its arguments:
+//   set NAME VALUE RESULT   writeProperty() must answer RESULT (ok, invalid-name, too-long,
+//                           read-only, no-host-device)
+//   libbase-set NAME VALUE  android::base::SetProperty() must succeed
+//   expect NAME VALUE       waits (bounded) until GetProperty(NAME) and the bionic read give VALUE
+//   unset NAME              NAME must not exist
+//   ready                   prints "ready" on stdout
+// Exits 0 when every step held, 1 with the failed step on stderr.
+
+#include <sys/system_properties.h>
+
+#include <android-base/properties.h>
+#include <hostproperties/PropertyStore.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+
+namespace {
+
+using hostproperties::SetPropertyResult;
+
+const std::map<std::string, SetPropertyResult> kResults = {
+        {"ok", SetPropertyResult::kOk},
+        {"invalid-name", SetPropertyResult::kInvalidName},
+        {"too-long", SetPropertyResult::kValueTooLong},
+        {"read-only", SetPropertyResult::kReadOnly},
+        {"no-host-device", SetPropertyResult::kNoHostDevice},
+};
+
+std::string bionicValue(const char* name) {
+    const prop_info* info = __system_property_find(name);
+    if (info == nullptr) return "<unset>";
+    std::string value;
+    __system_property_read_callback(
+            info,
+            [](void* cookie, const char*, const char* v, uint32_t) {
+                *static_cast<std::string*>(cookie) = v;
+            },
+            &value);
+    return value;
+}
+
+bool expect(const char* name, const std::string& value) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const timespec step{1, 0};
+    for (;;) {
+        const uint32_t serial = __system_property_area_serial();
+        if (android::base::GetProperty(name, "<unset>") == value && bionicValue(name) == value) {
+            return true;
+        }
+        if (std::chrono::steady_clock::now() > deadline) break;
+        __system_property_wait(nullptr, serial, nullptr, &step);
+    }
+    fprintf(stderr, "%s is '%s', expected '%s'\n", name, bionicValue(name).c_str(), value.c_str());
+    return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    for (int i = 1; i < argc;) {
+        const std::string step = argv[i];
+        const int left = argc - i - 1;
+        bool held;
+        if (step == "set" && left >= 3) {
+            const SetPropertyResult result = hostproperties::writeProperty(argv[i + 1], argv[i + 2]);
+            held = kResults.count(argv[i + 3]) != 0 && kResults.at(argv[i + 3]) == result;
+            if (!held)
+                fprintf(stderr, "set %s: %s\n", argv[i + 1], hostproperties::describe(result));
+            i += 4;
+        } else if (step == "libbase-set" && left >= 2) {
+            held = android::base::SetProperty(argv[i + 1], argv[i + 2]);
+            i += 3;
+        } else if (step == "expect" && left >= 2) {
+            held = expect(argv[i + 1], argv[i + 2]);
+            i += 3;
+        } else if (step == "unset" && left >= 1) {
+            held = __system_property_find(argv[i + 1]) == nullptr;
+            i += 2;
+        } else if (step == "ready") {
+            held = printf("ready\n") > 0 && fflush(stdout) == 0;
+            i += 1;
+        } else {
+            fprintf(stderr, "bad step '%s'\n", step.c_str());
+            return 2;
+        }
+        if (!held) {
+            fprintf(stderr, "step %s %s failed\n", step.c_str(), i - 1 < argc ? argv[i - 1] : "");
+            return 1;
+        }
+    }
+    return 0;
+}
