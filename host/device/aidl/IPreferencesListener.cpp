@@ -38,9 +38,9 @@ BpPreferencesListener::BpPreferencesListener(const ::android::sp<::android::IBin
     ::android::status_t _aidl_ret_status = _aidl_data.writeInterfaceToken(getInterfaceDescriptor());
     if (_aidl_ret_status == ::android::OK) _aidl_ret_status = _aidl_data.writeUtf8AsUtf16(key);
     if (_aidl_ret_status == ::android::OK) {
-        _aidl_ret_status = remote()->transact(BnPreferencesListener::TRANSACTION_onSettingChange,
-                                              _aidl_data, &_aidl_reply,
-                                              ::android::IBinder::FLAG_ONEWAY);
+        _aidl_ret_status =
+                remote()->transact(BnPreferencesListener::TRANSACTION_onSettingChange, _aidl_data,
+                                   &_aidl_reply, ::android::IBinder::FLAG_ONEWAY);
     }
     return ::android::binder::Status::fromStatusT(_aidl_ret_status);
 }

@@ -65,8 +65,7 @@ template <typename WriteArgs, typename ReadResult>
 BpPreferencesService::BpPreferencesService(const ::android::sp<::android::IBinder>& _aidl_impl)
     : BpInterface<IPreferencesService>(_aidl_impl) {}
 
-::android::binder::Status BpPreferencesService::get(const std::string& key,
-                                                    Setting* _aidl_return) {
+::android::binder::Status BpPreferencesService::get(const std::string& key, Setting* _aidl_return) {
     return callRemote(
             remote(), remoteStrong(), BnPreferencesService::TRANSACTION_get,
             [&](::android::Parcel& data) { return data.writeUtf8AsUtf16(key); },
@@ -80,8 +79,7 @@ BpPreferencesService::BpPreferencesService(const ::android::sp<::android::IBinde
             [&](const ::android::Parcel& reply) { return reply.readBool(_aidl_return); });
 }
 
-::android::binder::Status BpPreferencesService::remove(const std::string& key,
-                                                       bool* _aidl_return) {
+::android::binder::Status BpPreferencesService::remove(const std::string& key, bool* _aidl_return) {
     return callRemote(
             remote(), remoteStrong(), BnPreferencesService::TRANSACTION_remove,
             [&](::android::Parcel& data) { return data.writeUtf8AsUtf16(key); },
@@ -180,9 +178,9 @@ BnPreferencesService::BnPreferencesService() {}
             if (_aidl_ret_status != ::android::OK) break;
             _aidl_ret_status = _aidl_data.readStrongBinder(&in_listener);
             if (_aidl_ret_status != ::android::OK) break;
-            ::android::binder::Status _aidl_status(
-                    _aidl_code == TRANSACTION_addListener ? addListener(in_key, in_listener)
-                                                          : removeListener(in_key, in_listener));
+            ::android::binder::Status _aidl_status(_aidl_code == TRANSACTION_addListener
+                                                           ? addListener(in_key, in_listener)
+                                                           : removeListener(in_key, in_listener));
             _aidl_ret_status = _aidl_status.writeToParcel(_aidl_reply);
         } break;
     }

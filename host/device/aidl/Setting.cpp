@@ -15,7 +15,9 @@ namespace com::halcyon::preferences {
     constexpr size_t kMaxPosition = static_cast<size_t>(std::numeric_limits<int32_t>::max());
     if (_aidl_start_pos > kMaxPosition - _aidl_parcelable_size) return ::android::BAD_VALUE;
     const size_t _aidl_end_pos = _aidl_start_pos + _aidl_parcelable_size;
-    auto done = [&] { return _aidl_parcel->dataPosition() - _aidl_start_pos >= _aidl_parcelable_size; };
+    auto done = [&] {
+        return _aidl_parcel->dataPosition() - _aidl_start_pos >= _aidl_parcelable_size;
+    };
 
     if (!done()) {
         _aidl_ret_status = _aidl_parcel->readUtf8FromUtf16(&key);

@@ -46,21 +46,20 @@ sp<PreferencesService> PreferencesService::open(const std::string& path) {
 
 PreferencesService::PreferencesService(std::unique_ptr<StateDatabase> database)
     : database_(std::move(database)) {
-    database_->query("SELECT key, type, value FROM settings", {},
-                     [this](const StateDatabase::Row& row) {
-                         Setting setting;
-                         setting.key = row[0];
-                         setting.type = std::atoi(row[1].c_str());
-                         setting.value = row[2];
-                         // A row edited by hand into something unusable is left out, not served.
-                         if (!isStorableSetting(setting)) {
-                             __android_log_print(ANDROID_LOG_WARN, kLogTag,
-                                                 "unusable stored setting '%s' skipped",
-                                                 setting.key.c_str());
-                             return;
-                         }
-                         values_[setting.key] = setting;
-                     });
+    database_->query(
+            "SELECT key, type, value FROM settings", {}, [this](const StateDatabase::Row& row) {
+                Setting setting;
+                setting.key = row[0];
+                setting.type = std::atoi(row[1].c_str());
+                setting.value = row[2];
+                // A row edited by hand into something unusable is left out, not served.
+                if (!isStorableSetting(setting)) {
+                    __android_log_print(ANDROID_LOG_WARN, kLogTag,
+                                        "unusable stored setting '%s' skipped", setting.key.c_str());
+                    return;
+                }
+                values_[setting.key] = setting;
+            });
 }
 
 Status PreferencesService::get(const std::string& key, Setting* result) {

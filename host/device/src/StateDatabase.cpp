@@ -66,8 +66,8 @@ bool StateDatabase::runLocked(const char* sql, const Row& params,
         for (int c = 0; c < columns; ++c) {
             const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, c));
             if (text != nullptr)
-                row[static_cast<size_t>(c)].assign(text, static_cast<size_t>(
-                                                                 sqlite3_column_bytes(statement, c)));
+                row[static_cast<size_t>(c)].assign(
+                        text, static_cast<size_t>(sqlite3_column_bytes(statement, c)));
         }
         if (onRow) onRow(row);
     }

@@ -77,8 +77,7 @@ status_t writeDeviceConfigProperty(const ::android::sp<::android::IBinder>& serv
 }
 
 status_t deleteDeviceConfigProperty(const ::android::sp<::android::IBinder>& service,
-                                    const std::string& ns, const std::string& key,
-                                    bool* changed) {
+                                    const std::string& ns, const std::string& key, bool* changed) {
     return callWriter(service, kTransactionWriterDelete, {ns, key}, changed);
 }
 

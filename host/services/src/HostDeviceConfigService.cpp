@@ -66,8 +66,8 @@ Status HostDeviceConfigService::removeOnPropertiesChangeListener(
     return Status::ok();
 }
 
-HostDeviceConfigService::HostDeviceConfigService(
-        DeviceConfigValues values, std::unique_ptr<DeviceConfigPersistence> persistence)
+HostDeviceConfigService::HostDeviceConfigService(DeviceConfigValues values,
+                                                 std::unique_ptr<DeviceConfigPersistence> persistence)
     : mValues(std::move(values)), mPersistence(std::move(persistence)) {}
 
 bool HostDeviceConfigService::setProperty(const std::string& ns, const std::string& key,

@@ -13,11 +13,11 @@ namespace hostdevice {
 // Exit statuses of every command.
 enum ExitStatus : int {
     kExitOk = 0,
-    kExitNotFound = 1,      // get/delete of something that is not set
-    kExitUsage = 2,         // unknown command or subcommand, wrong arguments
-    kExitNoDevice = 3,      // HALCYON_HOST_DEVICE unset, or no host device running there
-    kExitRefused = 4,       // the device refused the value (name, length, "ro.", type)
-    kExitDeviceError = 5,   // the device failed (storage, lost connection, time-out)
+    kExitNotFound = 1,     // get/delete of something that is not set
+    kExitUsage = 2,        // unknown command or subcommand, wrong arguments
+    kExitNoDevice = 3,     // HALCYON_HOST_DEVICE unset, or no host device running there
+    kExitRefused = 4,      // the device refused the value (name, length, "ro.", type)
+    kExitDeviceError = 5,  // the device failed (storage, lost connection, time-out)
     kExitAlreadyRunning = 6,
 };
 

@@ -26,6 +26,7 @@ public:
     int exec(const char* sql, const Row& params);
     // Runs one query and hands each row (every column as text, NULL as "") to `onRow`.
     bool query(const char* sql, const Row& params, const std::function<void(const Row&)>& onRow);
+
 private:
     explicit StateDatabase(sqlite3* db, std::string path);
     bool runLocked(const char* sql, const Row& params, const std::function<void(const Row&)>& onRow);

@@ -36,8 +36,7 @@ public:
 inline constexpr const char16_t* kDeviceConfigWriterDescriptor =
         u"com.halcyon.deviceconfig.host.IDeviceConfigWriter";
 inline constexpr uint32_t kTransactionWriterSet = ::android::IBinder::FIRST_CALL_TRANSACTION + 64;
-inline constexpr uint32_t kTransactionWriterDelete =
-        ::android::IBinder::FIRST_CALL_TRANSACTION + 65;
+inline constexpr uint32_t kTransactionWriterDelete = ::android::IBinder::FIRST_CALL_TRANSACTION + 65;
 
 // Serves namespace -> key -> value maps. Every change is sent one-way to the listeners
 // registered for the changed namespace.
