@@ -1,9 +1,11 @@
-// hostbinderd DIR: serves the service manager of the host device at DIR until killed.
+// hostbinderd DIR: serves the service manager of the host device at DIR until killed;
+// prints "ready" once it can be reached.
 // Member processes reach it with HALCYON_HOST_DEVICE=DIR.
 
 #include <cstdio>
 #include <cstring>
 
+#include <binder/IPCThreadState.h>
 #include <binder_host/HostBinder.h>
 
 int main(int argc, char** argv) {
@@ -13,7 +15,13 @@ int main(int argc, char** argv) {
                      argv[0]);
         return 2;
     }
-    const android::status_t status = android::hostbinder::runHostDeviceBinder(argv[1]);
+    const android::status_t status = android::hostbinder::startHostDeviceBinder(argv[1]);
+    if (status == android::OK) {
+        // Tells whoever started it that the service manager is reachable.
+        std::printf("ready\n");
+        std::fflush(stdout);
+        android::IPCThreadState::self()->joinThreadPool();
+    }
     std::fprintf(stderr, "%s: cannot serve %s: %s\n", argv[0], argv[1], std::strerror(-status));
     return 1;
 }
