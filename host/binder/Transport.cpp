@@ -26,6 +26,9 @@ namespace android::hostbinder {
 namespace {
 
 constexpr const char* kServiceManagerLink = "servicemanager";
+// Idle connections kept per peer; more are closed when a burst of callers is over.
+constexpr size_t kMaxIdle = 1;
+constexpr wire::FrameHeader kHelloFrame{0, wire::kHello};
 
 std::mutex gModeLock;
 std::atomic<bool> gSettled{false};
@@ -219,7 +222,9 @@ void Transport::acceptLoop() {
             peer->uid.store(credentials.uid, std::memory_order_relaxed);
             peer->open.insert(fd);
         }
-        std::thread([this, conn = Conn{fd, std::move(peer)}] { serveConnection(conn); }).detach();
+        std::thread([this, conn = Conn{fd, std::move(peer), true}] {
+            serveConnection(conn);
+        }).detach();
     }
 }
 
@@ -255,7 +260,8 @@ int Transport::controlLocked(const std::shared_ptr<Peer>& peer, bool* failed) {
     pid_t pid = 0;
     uid_t uid = 0;
     const int fd = connectTo(peer->path, &pid, &uid);
-    if (fd < 0 || pid != peer->pid) {
+    if (fd < 0 || pid != peer->pid ||
+        !writeAll(fd, reinterpret_cast<const uint8_t*>(&kHelloFrame), sizeof(kHelloFrame))) {
         if (fd >= 0) ::close(fd);
         *failed = true;
         return -1;
@@ -331,7 +337,7 @@ int Transport::borrow(const std::shared_ptr<Peer>& peer) {
 
 void Transport::giveBack(const std::shared_ptr<Peer>& peer, int fd, bool healthy) {
     std::lock_guard<std::mutex> guard(peer->lock);
-    if (healthy && !peer->dead.load(std::memory_order_acquire)) {
+    if (healthy && !peer->dead.load(std::memory_order_acquire) && peer->idle.size() < kMaxIdle) {
         peer->idle.push_back(fd);
         return;
     }
@@ -421,7 +427,8 @@ sp<IBinder> Transport::contextManager() {
     }
     // The connection just made becomes the ordered channel (and death watch) of the peer.
     std::lock_guard<std::mutex> guard(peer->lock);
-    if (!peer->controlTried && !peer->dead.load(std::memory_order_acquire)) {
+    if (!peer->controlTried && !peer->dead.load(std::memory_order_acquire) &&
+        writeAll(fd, reinterpret_cast<const uint8_t*>(&kHelloFrame), sizeof(kHelloFrame))) {
         peer->controlTried = true;
         peer->control = fd;
         peer->open.insert(fd);
@@ -641,6 +648,7 @@ status_t Transport::converse(const Conn& conn, const std::vector<uint8_t>* reque
                              bool* broken) {
     *broken = true;
     const pid_t pid = conn.peer->pid;
+    bool channel = false;  // the peer's ordered channel: its end is the peer's
     if (request != nullptr && !writeAll(conn.fd, request->data(), request->size())) {
         peerGone(pid, nullptr);
         return DEAD_OBJECT;
@@ -671,12 +679,20 @@ status_t Transport::converse(const Conn& conn, const std::vector<uint8_t>* reque
                 case wire::kTransaction:
                     outcome = serveTransaction(conn, frame);
                     break;
+                case wire::kHello:
+                    if (!conn.accepted || channel) outcome = Outcome::kHostile;
+                    channel = true;
+                    break;
                 default:
                     outcome = applyRef(conn, frame);
                     break;
             }
         }
         if (outcome == Outcome::kOk) continue;
+        // A pooled connection the peer closed because it had enough idle ones.
+        if (outcome == Outcome::kGone && conn.accepted && !channel && request == nullptr) {
+            return OK;
+        }
         peerGone(pid, outcome == Outcome::kHostile ? "malformed or forged frame" : nullptr);
         if (reply != nullptr) reply->freeData();
         return DEAD_OBJECT;
@@ -795,7 +811,9 @@ Transport::Outcome Transport::applyRef(const Conn& conn, const wire::DecodedFram
     if (ref == it->second.refs.end() || ref->second < frame.count) return Outcome::kHostile;
     ref->second -= frame.count;
     if (ref->second == 0) it->second.refs.erase(ref);
-    if (it->second.refs.empty()) {
+    if (it->second.refs.empty() && conn.peer->waitingReplies > 0) {
+        conn.peer->deferred.push_back(frame.node);
+    } else if (it->second.refs.empty()) {
         mIdsByObject.erase(it->second.object.get());
         released = std::move(it->second.object);
         mLocal.erase(it);
@@ -819,13 +837,36 @@ status_t Transport::transact(RemoteNode& node, uint32_t code, const Parcel& data
     bool broken = false;
     if (tServing != nullptr) {
         const Conn& serving = *static_cast<const Conn*>(tServing);
-        if (serving.peer == peer) return converse(serving, &request, reply, &broken);
+        if (serving.peer == peer) return call(serving, request, reply, &broken);
     }
     const int fd = borrow(peer);
     if (fd < 0) return DEAD_OBJECT;
     const Conn conn{fd, peer};
-    const status_t status = converse(conn, &request, reply, &broken);
+    const status_t status = call(conn, request, reply, &broken);
     giveBack(peer, fd, !broken);
+    return status;
+}
+
+status_t Transport::call(const Conn& conn, const std::vector<uint8_t>& request, Parcel* reply,
+                         bool* broken) {
+    Peer& peer = *conn.peer;
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        ++peer.waitingReplies;
+    }
+    const status_t status = converse(conn, &request, reply, broken);
+    std::vector<sp<BBinder>> released;  // dropped after the lock
+    std::lock_guard<std::mutex> guard(mLock);
+    if (--peer.waitingReplies == 0) {
+        for (uint64_t id : peer.deferred) {
+            auto it = mLocal.find(id);
+            if (it == mLocal.end() || !it->second.refs.empty()) continue;
+            mIdsByObject.erase(it->second.object.get());
+            released.push_back(std::move(it->second.object));
+            mLocal.erase(it);
+        }
+        peer.deferred.clear();
+    }
     return status;
 }
 

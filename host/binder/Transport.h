@@ -8,9 +8,10 @@
 // an id the owner gave it; each process keeps its own table of proxies (handles) and of its
 // own nodes with, per peer, how many references that peer holds.
 //
-// Connections never close while both processes live, so the end of any connection with a
-// peer means the peer is gone: its nodes die here and the references it held are dropped.
-// A peer that breaks the protocol is cut off the same way.
+// Each process opens one ordered channel to every peer it holds proxies of (announced by a
+// kHello frame); the end of that channel, or of any connection we opened, means the peer is
+// gone: its nodes die here and the references it held are dropped. Extra pooled connections
+// may close on their own. A peer that breaks the protocol is cut off the same way.
 //
 // Threads: an accept thread; one thread per connection a peer opened to us (serves its
 // two-way calls inline, queues one-way calls per node, applies reference counts); one
@@ -49,10 +50,16 @@ struct Peer {
     std::atomic<uid_t> uid{0};      // known once a connection with it exists
     std::atomic<bool> dead{false};  // set under Transport::mLock
 
+    // Both guarded by Transport::mLock. A reply may name one of our nodes that the peer
+    // releases right after sending it, and the release travels on another connection; so
+    // while we wait for replies from the peer, nodes it releases entirely are kept.
+    int waitingReplies = 0;
+    std::vector<uint64_t> deferred;
+
     std::mutex lock;            // guards the fields below; taken after Transport::mLock
     int control = -1;           // our ordered channel to it; closed by its watcher
     bool controlTried = false;  // a connect was attempted
-    std::vector<int> idle;      // pooled connections for two-way calls
+    std::vector<int> idle;      // pooled connections for two-way calls (kMaxIdle at most)
     std::set<int> open;         // every connection with it, shut down when it is cut off
 };
 
@@ -102,6 +109,7 @@ private:
     struct Conn {
         int fd;
         std::shared_ptr<Peer> peer;
+        bool accepted = false;  // the peer opened it
     };
     struct AsyncCall {
         uint32_t code;
@@ -153,6 +161,8 @@ private:
     Outcome serveTransaction(const Conn& conn, const wire::DecodedFrame& frame);
     void deliverNextAsync(const std::shared_ptr<AsyncQueue>& queue, const sp<BBinder>& target);
     Outcome applyRef(const Conn& conn, const wire::DecodedFrame& frame);
+    status_t call(const Conn& conn, const std::vector<uint8_t>& request, Parcel* reply,
+                  bool* broken);
     sp<BpBinder> proxyForLocked(const std::shared_ptr<Peer>& peer, uint64_t id, bool count,
                                 bool* fresh);
 

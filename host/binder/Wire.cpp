@@ -85,6 +85,9 @@ DecodedFrame decodeFrame(const uint8_t* bytes, size_t size) {
             out.count = head.count;
             break;
         }
+        case kHello:
+            if (length != 0) return out;
+            break;
         default:
             return out;
     }

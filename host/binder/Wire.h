@@ -26,6 +26,7 @@ enum Command : uint32_t {
     kReply = 2,        // answers the last transaction sent on this connection
     kAcquire = 3,      // the sender now holds one more reference to a node of the receiver
     kRelease = 4,      // the sender drops `count` references to a node of the receiver
+    kHello = 5,        // first frame of the sender's ordered channel: its end is the sender's
 };
 
 struct FrameHeader {
