@@ -3,6 +3,7 @@
 
 #include <binder/IServiceManager.h>
 #include <binder/ProcessState.h>
+#include <binder_host/HostBinder.h>
 #include <com/halcyon/preferences/IPreferencesService.h>
 #include <utils/String16.h>
 
@@ -10,6 +11,13 @@ namespace hostdevice {
 
 std::unique_ptr<HostDevice> HostDevice::start(const std::string& dir, std::string* error) {
     std::unique_ptr<HostDevice> device(new HostDevice());
+    // The service manager of the device, before anything in this process uses binder.
+    if (android::status_t status = android::hostbinder::startHostDeviceBinder(dir.c_str());
+        status != android::OK) {
+        *error = "cannot serve the service manager in " + dir + " (error " +
+                 std::to_string(status) + ")";
+        return nullptr;
+    }
     device->properties_ = hostproperties::PropertyService::start(dir, dir, error);
     if (device->properties_ == nullptr) return nullptr;
 
