@@ -80,6 +80,13 @@ int runDevice(const std::string& dir, int lockFd, int readyFd, FILE* err) {
         return kExitDeviceError;
     }
     if (readyFd >= 0) {
+        // A daemon logs into its directory, not into the terminal that started it.
+        const int log = open((dir + "/hostdevice.log").c_str(),
+                             O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        if (log >= 0) {
+            dup2(log, STDERR_FILENO);
+            close(log);
+        }
         const char ready = 1;
         (void)write(readyFd, &ready, 1);
         close(readyFd);
