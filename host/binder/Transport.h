@@ -13,6 +13,11 @@
 // gone: its nodes die here and the references it held are dropped. Extra pooled connections
 // may close on their own. A peer that breaks the protocol is cut off the same way.
 //
+// A binder passed on to a third process is acquired from its owner by the receiver; if the
+// sender drops the last other reference before that acquire arrives, the receiver's proxy
+// answers DEAD_OBJECT. The service manager holds what it registers, so lookups are not
+// affected.
+//
 // Threads: an accept thread; one thread per connection a peer opened to us (serves its
 // two-way calls inline, queues one-way calls per node, applies reference counts); one
 // watcher per peer we hold proxies of (its control connection carries our one-way calls and

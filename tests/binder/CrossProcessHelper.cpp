@@ -4,6 +4,8 @@
 //   storm N NS/KEY=VALUE       N times: fork a device-config service, wait until it is
 //                              registered, SIGKILL it
 //   hostile N PATH...          writes N random frames to the sockets, reconnecting when cut off
+//   forge PATH                 sends three forged frames, each on its own connection, and
+//                              prints whether each connection was closed
 // Each prints "ready" once serving (storm and hostile print "done" at the end).
 
 #include <sys/socket.h>
@@ -27,6 +29,7 @@
 #include <deviceconfig_host/HostDeviceConfigService.h>
 
 #include "CrossProcess.h"
+#include "FlatBinder.h"
 
 namespace {
 
@@ -199,6 +202,37 @@ int runHostile(int frames, int pathCount, char** paths) {
     return 0;
 }
 
+bool closedAfter(const char* path, const std::vector<uint8_t>& bytes) {
+    const int fd = connectTo(path);
+    if (fd < 0 ||
+        send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(bytes.size())) {
+        if (fd >= 0) close(fd);
+        return false;
+    }
+    shutdown(fd, SHUT_WR);  // a truncated frame stays truncated
+    char byte;
+    const bool closed = recv(fd, &byte, 1, 0) == 0;
+    close(fd);
+    return closed;
+}
+
+// A handle never given out, an object entry that is not on a flat object, a truncated frame.
+int runForge(const char* path) {
+    using namespace crossprocess;
+    const auto handle = withFlatObjectAt(32, 0, android::hostbinder::kTypeHandle);
+    auto truncated = transactionFrame(wire::kTransaction, handle, {});
+    truncated.resize(truncated.size() - 3);
+    std::string verdicts;
+    for (const auto& frame :
+         {transactionFrame(wire::kTransaction, {}, {}, 999),
+          transactionFrame(wire::kTransaction, handle, {{4, 1, getpid(), 0}}), truncated}) {
+        if (!verdicts.empty()) verdicts += ' ';
+        verdicts += closedAfter(path, frame) ? "closed" : "open";
+    }
+    say(verdicts.c_str());
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -206,6 +240,7 @@ int main(int argc, char** argv) {
     if (mode == "echo") return runEcho();
     if (mode == "deviceconfig" && argc == 3) return runDeviceConfig(argv[2]);
     if (mode == "storm" && argc == 4) return runStorm(std::atoi(argv[2]), argv[3]);
+    if (mode == "forge" && argc == 3) return runForge(argv[2]);
     if (mode == "hostile" && argc >= 4) return runHostile(std::atoi(argv[2]), argc - 3, argv + 3);
     std::fprintf(stderr, "unknown mode\n");
     return 2;

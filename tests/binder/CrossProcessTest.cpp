@@ -33,7 +33,6 @@ using android::String16;
 using deviceconfigtest::waitUntil;
 using namespace crossprocess;
 using namespace std::chrono_literals;
-namespace wire = android::hostbinder::wire;
 
 std::unique_ptr<HostDevice> gDevice;
 
@@ -239,6 +238,11 @@ TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
         EXPECT_EQ("done", hostile.readLine(120s));
         done = true;
     });
+    // A handle never given out, an object entry off its flat object, a truncated frame: each
+    // from another process, each cut off.
+    HelperProcess forger(helper({"forge", sockets + std::to_string(echo.process.pid())}));
+    EXPECT_EQ("closed closed closed", forger.readLine());
+
     sp<Callback> callback = new Callback();
     int calls = 0;
     while (!done || calls < 20) {
@@ -254,33 +258,6 @@ TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
 }
 
 // --- the frame decoder -------------------------------------------------------------------
-
-std::vector<uint8_t> transactionFrame(uint32_t command, std::vector<uint8_t> data,
-                                      std::vector<wire::WireObject> objects) {
-    const size_t padded = wire::paddedData(data.size());
-    const size_t head =
-            command == wire::kTransaction ? sizeof(wire::TransactionHead) : sizeof(wire::ReplyHead);
-    std::vector<uint8_t> frame(8 + head + padded + objects.size() * sizeof(wire::WireObject));
-    const wire::FrameHeader header{static_cast<uint32_t>(frame.size() - 8), command};
-    std::memcpy(frame.data(), &header, 8);
-    const wire::TransactionHead transaction{7, 1, 0, static_cast<uint32_t>(data.size()),
-                                            static_cast<uint32_t>(objects.size())};
-    const wire::ReplyHead reply{0, 0, static_cast<uint32_t>(data.size()),
-                                static_cast<uint32_t>(objects.size())};
-    std::memcpy(frame.data() + 8,
-                command == wire::kTransaction ? static_cast<const void*>(&transaction) : &reply,
-                head);
-    std::memcpy(frame.data() + 8 + head, data.data(), data.size());
-    std::memcpy(frame.data() + 8 + head + padded, objects.data(),
-                objects.size() * sizeof(wire::WireObject));
-    return frame;
-}
-
-std::vector<uint8_t> withFlatObjectAt(size_t size, size_t offset, uint32_t type) {
-    std::vector<uint8_t> data(size, 0);
-    std::memcpy(data.data() + offset, &type, sizeof(type));
-    return data;
-}
 
 TEST(Wire, DecodeFrameRefusesWhatReceiversRelyOn) {
     using android::hostbinder::kTypeBinder;
