@@ -31,15 +31,22 @@ bool SetProperty(const std::string& key, const std::string& value) {
 
 namespace {
 
+// The address of GetProperty taken here would itself go through symbol resolution, so the
+// check compares the object that the resolved symbol lives in with this one.
 __attribute__((constructor)) void checkInterposition() {
-    using Getter = std::string (*)(const std::string&, const std::string&);
-    const Getter mine = &android::base::GetProperty;
-    void* bound = dlsym(RTLD_DEFAULT,
-                        "_ZN7android4base11GetPropertyERKNSt7__cxx1112basic_stringIcSt11char_"
-                        "traitsIcESaIcEEES8_");
-    if (bound != nullptr && bound != reinterpret_cast<void*>(mine)) {
-        ALOGE("android::base::GetProperty resolves to libbase's private map, not to the "
-              "property area: link hostproperties before libbase");
+    Dl_info bound{};
+    Dl_info self{};
+    void* symbol = dlsym(RTLD_DEFAULT,
+                         "_ZN7android4base11GetPropertyERKNSt7__cxx1112basic_stringIcSt11char_"
+                         "traitsIcESaIcEEES8_");
+    if (symbol == nullptr || dladdr(symbol, &bound) == 0 ||
+        dladdr(reinterpret_cast<void*>(&checkInterposition), &self) == 0) {
+        return;
+    }
+    if (bound.dli_fbase != self.dli_fbase) {
+        ALOGE("android::base::GetProperty resolves to %s, not to the property area: link "
+              "hostproperties before libbase",
+              bound.dli_fname);
     }
 }
 

@@ -161,6 +161,17 @@ bool PropertyArea::stale() const {
 
 void PropertyArea::markStale() {
     header()->stale.store(1, std::memory_order_relaxed);
+    // Waiters on a record of this area would never hear of the new one: move every serial on
+    // so that they wake and read again (through the new area). A dirty bit left by a writer
+    // that died mid-update stays, so readers keep the intact backup copy.
+    forEach([](const prop_info* constInfo) {
+        auto* info = const_cast<prop_info*>(constInfo);
+        const uint32_t serial = info->serial.load(std::memory_order_relaxed);
+        if ((serial & kLongFlag) != 0) return;
+        info->serial.store((serial & 0xff000001u) | ((serial + 2) & 0x00fffffeu),
+                           std::memory_order_release);
+        futexWake(&info->serial);
+    });
     notifyChange(nullptr);
 }
 

@@ -14,6 +14,20 @@
 using hostproperties::processArea;
 using hostproperties::PropertyArea;
 
+namespace {
+
+// A handle taken before the host device restarted names a record of the replaced area;
+// it answers from the current area's record of the same name, as long as that exists.
+const prop_info* currentRecord(const prop_info* pi) {
+    if (!PropertyArea::owning(pi)->stale()) [[likely]]
+        return pi;
+    const PropertyArea* area = processArea();
+    const prop_info* current = area == nullptr ? nullptr : area->find(pi->name);
+    return current != nullptr ? current : pi;
+}
+
+}  // namespace
+
 extern "C" int __system_property_set(const char* name, const char* value) {
     if (name == nullptr) return -1;
     return hostproperties::writeProperty(name, value == nullptr ? "" : value) ==
@@ -33,7 +47,7 @@ extern "C" void __system_property_read_callback(const prop_info* pi,
                                                                  const char* value, uint32_t serial),
                                                 void* cookie) {
     if (pi == nullptr || callback == nullptr) return;
-    // The handle may belong to an area replaced since (the host device restarted).
+    pi = currentRecord(pi);
     const PropertyArea* area = PropertyArea::owning(pi);
     char buffer[PROP_VALUE_MAX + 8];
     uint32_t serial;
@@ -51,6 +65,7 @@ extern "C" int __system_property_foreach(void (*callback)(const prop_info* pi, v
 
 extern "C" int __system_property_read(const prop_info* pi, char* name, char* value) {
     if (pi == nullptr) return 0;
+    pi = currentRecord(pi);
     if (name != nullptr) {
         const size_t length = std::min<size_t>(pi->nameLength, PROP_NAME_MAX - 1);
         std::memcpy(name, pi->name, length);
@@ -73,6 +88,7 @@ extern "C" int __system_property_get(const char* name, char* value) {
 
 extern "C" uint32_t __system_property_serial(const prop_info* pi) {
     if (pi == nullptr) return 0;
+    pi = currentRecord(pi);
     // Waits out an update in progress so that the serial names a complete value; a writer
     // that died mid-update left an area that a restarted host device has replaced.
     const timespec pause{0, 1000000};
@@ -95,6 +111,7 @@ extern "C" bool __system_property_wait(const prop_info* pi, uint32_t old_serial,
                                        uint32_t* new_serial_ptr,
                                        const struct timespec* relative_timeout) {
     static std::atomic<uint32_t> noArea{0};
+    if (pi != nullptr) pi = currentRecord(pi);
     const PropertyArea* area = processArea();
     std::atomic<uint32_t>* word = pi != nullptr ? const_cast<std::atomic<uint32_t>*>(&pi->serial)
                                   : area != nullptr ? &area->serialWord()

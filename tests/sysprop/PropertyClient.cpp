@@ -4,6 +4,8 @@
 //   libbase-set NAME VALUE  android::base::SetProperty() must succeed
 //   expect NAME VALUE       waits (bounded) until GetProperty(NAME) and the bionic read give VALUE
 //   unset NAME              NAME must not exist
+//   hold NAME               keeps NAME's handle for `watch`
+//   watch VALUE             follows the held handle's serial (bounded) until it reads VALUE
 //   ready                   prints "ready" on stdout
 // Exits 0 when every step held, 1 with the failed step on stderr.
 
@@ -58,6 +60,30 @@ bool expect(const char* name, const std::string& value) {
     return false;
 }
 
+const prop_info* gHeld = nullptr;
+
+bool watch(const std::string& value) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const timespec step{1, 0};
+    for (;;) {
+        const uint32_t serial = __system_property_serial(gHeld);
+        std::string current;
+        __system_property_read_callback(
+                gHeld,
+                [](void* cookie, const char*, const char* v, uint32_t) {
+                    *static_cast<std::string*>(cookie) = v;
+                },
+                &current);
+        if (current == value) return true;
+        if (std::chrono::steady_clock::now() > deadline) {
+            fprintf(stderr, "held handle reads '%s', expected '%s'\n", current.c_str(),
+                    value.c_str());
+            return false;
+        }
+        __system_property_wait(gHeld, serial, nullptr, &step);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -79,6 +105,13 @@ int main(int argc, char** argv) {
             i += 3;
         } else if (step == "unset" && left >= 1) {
             held = __system_property_find(argv[i + 1]) == nullptr;
+            i += 2;
+        } else if (step == "hold" && left >= 1) {
+            gHeld = __system_property_find(argv[i + 1]);
+            held = gHeld != nullptr;
+            i += 2;
+        } else if (step == "watch" && left >= 1 && gHeld != nullptr) {
+            held = watch(argv[i + 1]);
             i += 2;
         } else if (step == "ready") {
             held = printf("ready\n") > 0 && fflush(stdout) == 0;

@@ -103,9 +103,11 @@ TEST(PropertyService, ClientsShareOneDeviceAndPersistedValuesSurviveARestart) {
                         std::make_pair(std::string("test.from_b"), std::string("2"))),
               all.end());
 
-    // A client that mapped the first area moves to the restarted service's area.
-    Client survivor(dir.path, {"expect", "persist.test.kept", "yes", "ready", "expect",
-                               "test.after_restart", "1", "unset", "test.from_a"});
+    // A client that mapped the first area, holding a handle from it, follows the restarted
+    // service's area.
+    Client survivor(dir.path, {"expect", "persist.test.kept", "yes", "hold", "persist.test.kept",
+                               "ready", "watch", "again", "expect", "test.after_restart", "1",
+                               "unset", "test.from_a"});
     ASSERT_TRUE(survivor.readLine("ready"));
     service.reset();
     Client refused(dir.path, {"set", "test.while_down", "1", "no-host-device"});
@@ -116,6 +118,7 @@ TEST(PropertyService, ClientsShareOneDeviceAndPersistedValuesSurviveARestart) {
     EXPECT_EQ(service->get("persist.test.kept"), "yes");
     EXPECT_EQ(service->get("test.from_a"), std::nullopt);
     ASSERT_EQ(service->set("test.after_restart", "1"), SetPropertyResult::kOk);
+    ASSERT_EQ(service->set("persist.test.kept", "again"), SetPropertyResult::kOk);
     EXPECT_EQ(survivor.wait(), 0);
 }
 

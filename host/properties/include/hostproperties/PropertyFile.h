@@ -7,11 +7,12 @@
 //   key=value      sets property `key`; blanks (space, tab) around the key are dropped,
 //                  the value is taken verbatim up to the end of the line, so "k= 1" sets
 //                  " 1" (a trailing '\r' of a CRLF file is dropped). "key=" sets an empty
-//                  value, which reads as unset.
+//                  value: the property exists, GetProperty gives its default.
 //   # comment      ignored when '#' is the first non-blank character
 //   (blank line)   ignored
-// A malformed line is reported as "<path>:<line>: <reason>" and skipped; the other lines
-// are still applied.
+// A malformed line, or one the device's rules refuse (illegal name, value too long, an
+// "ro." property already set), is reported as "<path>:<line>: <reason>" and skipped; the
+// other lines are still applied.
 
 #include <cstddef>
 #include <string>
