@@ -12,7 +12,8 @@
 
 namespace android {
 
-BpBinder::BpBinder(std::shared_ptr<hostbinder::Node> node) : mNode(std::move(node)) {}
+BpBinder::BpBinder(std::shared_ptr<hostbinder::ProxyTarget> target, int16_t stability)
+    : mTarget(std::move(target)), mStability(stability) {}
 
 BpBinder::~BpBinder() = default;
 
@@ -21,21 +22,27 @@ BpBinder* BpBinder::remoteBinder() {
 }
 
 uint32_t BpBinder::handle() const {
-    return mNode->handle;
+    return mTarget->handle();
 }
 
 int16_t BpBinder::stability() const {
-    return hostbinder::kStabilitySystem;
+    return mStability.load(std::memory_order_relaxed);
+}
+
+status_t BpBinder::setStability(int16_t level) {
+    int16_t current = hostbinder::kStabilityUndeclared;
+    if (mStability.compare_exchange_strong(current, level, std::memory_order_relaxed)) return OK;
+    return current == level ? OK : BAD_TYPE;
 }
 
 bool BpBinder::isBinderAlive() const {
-    return !mNode->isDead();
+    return !mTarget->isDead();
 }
 
 status_t BpBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
     // FLAG_PRIVATE_VENDOR never reaches the kernel.
     flags &= ~static_cast<uint32_t>(FLAG_PRIVATE_VENDOR);
-    return hostbinder::Driver::instance().transact(mNode, code, data, reply, flags);
+    return mTarget->transact(code, data, reply, flags);
 }
 
 status_t BpBinder::pingBinder() {
@@ -72,7 +79,7 @@ status_t BpBinder::dump(int /*fd*/, const Vector<String16>& /*args*/) {
 status_t BpBinder::linkToDeath(const sp<DeathRecipient>& recipient, void* cookie, uint32_t flags) {
     if (recipient == nullptr) return BAD_VALUE;
     std::lock_guard<std::mutex> guard(mLock);
-    if (mObitsSent || mNode->isDead()) return DEAD_OBJECT;
+    if (mObitsSent || mTarget->isDead()) return DEAD_OBJECT;
     mObituaries.push_back({recipient, cookie, flags});
     return OK;
 }

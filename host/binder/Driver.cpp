@@ -41,10 +41,14 @@ private:
 }  // namespace
 
 Node::Node(uint32_t handle, const sp<BBinder>& object)
-    : handle(handle), key(object.get()), local(object) {}
+    : nodeHandle(handle), key(object.get()), local(object) {}
 
 Node::~Node() {
     Driver::instance().forget(*this);
+}
+
+status_t Node::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
+    return Driver::instance().transact(shared_from_this(), code, data, reply, flags);
 }
 
 bool Node::isDead() {
@@ -71,7 +75,9 @@ std::shared_ptr<Node> Driver::nodeForLocal(const sp<BBinder>& local) {
 
 std::shared_ptr<Node> Driver::existingNode(const sp<IBinder>& binder) {
     if (binder == nullptr) return nullptr;
-    if (BpBinder* proxy = binder->remoteBinder(); proxy != nullptr) return proxy->mNode;
+    if (BpBinder* proxy = binder->remoteBinder(); proxy != nullptr) {
+        return std::dynamic_pointer_cast<Node>(proxy->mTarget);
+    }
     BBinder* const local = binder->localBinder();
     if (local == nullptr) return nullptr;
     std::shared_ptr<Node> node;
@@ -101,7 +107,7 @@ sp<BpBinder> Driver::proxyFor(const std::shared_ptr<Node>& node) {
     std::lock_guard<std::mutex> guard(node->lock);
     proxy = node->proxy.promote();
     if (proxy == nullptr) {
-        proxy = new BpBinder(node);
+        proxy = new BpBinder(node, kStabilitySystem);
         node->proxy = proxy;
     }
     return proxy;
@@ -129,7 +135,7 @@ status_t Driver::translate(const Parcel& from, Parcel* to) {
             const std::shared_ptr<Node> node = nodeForLocal(sp<BBinder>(local));
             received = proxyFor(node);
             object.type = kTypeHandle;
-            object.binderOrHandle = node->handle;
+            object.binderOrHandle = node->nodeHandle;
             object.cookie = 0;
         } else if (object.type == kTypeHandle) {
             BpBinder* const proxy = held.binder->remoteBinder();

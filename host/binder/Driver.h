@@ -18,6 +18,7 @@
 #include <binder/Parcel.h>
 
 #include "BinderThreads.h"
+#include "ProxyTarget.h"
 
 namespace android::hostbinder {
 
@@ -29,16 +30,18 @@ struct AsyncCall {
 
 // A local object as the driver knows it. The node keeps the object alive while anyone
 // (a proxy, a parcel in flight, the service manager) refers to it, until it dies.
-struct Node {
+struct Node final : ProxyTarget, std::enable_shared_from_this<Node> {
     Node(uint32_t handle, const sp<BBinder>& local);
-    ~Node();
+    ~Node() override;
 
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
 
-    bool isDead();
+    uint32_t handle() const override { return nodeHandle; }
+    bool isDead() override;
+    status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override;
 
-    const uint32_t handle;
+    const uint32_t nodeHandle;
     const BBinder* const key;  // identity of the object in the driver's table
 
     std::mutex lock;

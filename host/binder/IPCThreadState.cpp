@@ -6,7 +6,7 @@
 
 namespace android {
 
-IPCThreadState::IPCThreadState() = default;
+IPCThreadState::IPCThreadState() : mCallingPid(getpid()), mCallingUid(getuid()) {}
 
 IPCThreadState* IPCThreadState::self() {
     static thread_local IPCThreadState state;
@@ -17,18 +17,24 @@ IPCThreadState* IPCThreadState::selfOrNull() {
     return self();
 }
 
-// Every caller is this process.
 pid_t IPCThreadState::getCallingPid() const {
-    return getpid();
+    return mCallingPid;
 }
 uid_t IPCThreadState::getCallingUid() const {
-    return getuid();
+    return mCallingUid;
 }
 
 int64_t IPCThreadState::clearCallingIdentity() {
-    return 0;
+    const int64_t token = static_cast<int64_t>(static_cast<uint64_t>(mCallingUid) << 32 |
+                                               static_cast<uint32_t>(mCallingPid));
+    mCallingPid = getpid();
+    mCallingUid = getuid();
+    return token;
 }
-void IPCThreadState::restoreCallingIdentity(int64_t /*token*/) {}
+void IPCThreadState::restoreCallingIdentity(int64_t token) {
+    mCallingUid = static_cast<uid_t>(static_cast<uint64_t>(token) >> 32);
+    mCallingPid = static_cast<pid_t>(static_cast<uint32_t>(token));
+}
 
 void IPCThreadState::setStrictModePolicy(int32_t policy) {
     mStrictModePolicy = policy;

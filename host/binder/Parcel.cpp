@@ -241,7 +241,10 @@ const void* Parcel::readInplace(size_t len) const {
     if (len > kMaxParcelSize) return nullptr;
     const size_t padded = padSize(len);
     if (mDataPos > mDataSize || padded > mDataSize - mDataPos) return nullptr;
-    if (!mObjects.empty() && readOverlapsObject(padded)) return nullptr;
+    if (!mObjects.empty() && readOverlapsObject(padded)) {
+        mDataPos += padded;  // libbinder moves past the refused bytes too
+        return nullptr;
+    }
     const uint8_t* const data = mData + mDataPos;
     mDataPos += padded;
     return data;
@@ -251,7 +254,10 @@ status_t Parcel::read(void* outData, size_t len) const {
     if (len > kMaxParcelSize) return BAD_VALUE;
     const size_t padded = padSize(len);
     if (mDataPos > mDataSize || padded > mDataSize - mDataPos) return NOT_ENOUGH_DATA;
-    if (!mObjects.empty() && readOverlapsObject(padded)) return PERMISSION_DENIED;
+    if (!mObjects.empty() && readOverlapsObject(padded)) {
+        mDataPos += padded;  // libbinder moves past the refused bytes too
+        return PERMISSION_DENIED;
+    }
     if (len != 0) std::memcpy(outData, mData + mDataPos, len);
     mDataPos += padded;
     return OK;

@@ -14,6 +14,7 @@
 
 #include "Driver.h"
 #include "FlatBinder.h"
+#include "Transport.h"
 
 namespace android {
 
@@ -35,6 +36,8 @@ status_t Parcel::writeInterfaceToken(const String16& interface) {
 status_t Parcel::writeInterfaceToken(const char16_t* str, size_t len) {
     // Only the descriptor's status counts; the header words cannot fail on their own.
     writeInt32(IPCThreadState::self()->getStrictModePolicy() | kStrictModePenaltyGather);
+    // libbinder writes the calling work source only when a thread asked to propagate one;
+    // nothing on the host (or in the system code) ever asks, so it is always unset.
     writeInt32(kUnsetWorkSource);
     writeInt32(kHeader);
     return writeString16(str, len);
@@ -53,7 +56,7 @@ bool Parcel::enforceInterface(const char16_t* interface, size_t len) const {
     const int32_t strictPolicy = readInt32();
     threadState->setStrictModePolicy(
             (threadState->getLastTransactionFlags() & IBinder::FLAG_ONEWAY) != 0 ? 0 : strictPolicy);
-    readInt32();  // work source: every call comes from this process
+    readInt32();  // work source: libbinder keeps it for getCallingWorkSourceUid, never used here
     const int32_t header = readInt32();
     if (header != kHeader) {
         ALOGE("Expecting header 0x%x but found 0x%x. Mixing copies of libbinder?",
@@ -125,11 +128,18 @@ status_t Parcel::unflattenBinder(sp<IBinder>* out) const {
     mDataPos = offset + sizeof(object);
 
     sp<IBinder> binder;
+    hostbinder::Transport* const transport = hostbinder::Transport::get();
     const bool isNull = object.binderOrHandle == 0 && object.cookie == 0;
     if (isNull) {
-        // A null binder needs no table entry; the context manager (handle 0) has no node
-        // on the host, so a zero handle is refused.
-        if (object.type != hostbinder::kTypeBinder) return BAD_TYPE;
+        if (object.type == hostbinder::kTypeHandle) {
+            // Handle 0 is the context manager. The in-process service manager is not a binder
+            // object, so only a host device has one to give.
+            if (transport == nullptr) return BAD_TYPE;
+            binder = transport->contextManager();
+            if (binder == nullptr) return DEAD_OBJECT;
+        } else if (object.type != hostbinder::kTypeBinder) {
+            return BAD_TYPE;
+        }
     } else {
         // Only objects this parcel recorded are trusted; raw bytes cannot forge a binder.
         const HeldObject* const held = objectAt(offset);
@@ -139,9 +149,14 @@ status_t Parcel::unflattenBinder(sp<IBinder>* out) const {
             if (local == nullptr || object.cookie != reinterpret_cast<uintptr_t>(local)) {
                 return BAD_TYPE;
             }
-            // Received binders are always proxies, as if the parcel had crossed processes.
-            auto& driver = hostbinder::Driver::instance();
-            binder = driver.proxyFor(driver.nodeForLocal(sp<BBinder>(local)));
+            if (transport != nullptr) {
+                // Across processes a binder comes back to its own process as the object itself.
+                binder = held->binder;
+            } else {
+                // In-process every binder read back is a proxy, as if it had crossed processes.
+                auto& driver = hostbinder::Driver::instance();
+                binder = driver.proxyFor(driver.nodeForLocal(sp<BBinder>(local)));
+            }
         } else if (object.type == hostbinder::kTypeHandle) {
             BpBinder* const proxy = held->binder->remoteBinder();
             if (proxy == nullptr || object.binderOrHandle != proxy->handle()) return BAD_TYPE;
@@ -151,13 +166,19 @@ status_t Parcel::unflattenBinder(sp<IBinder>* out) const {
         }
     }
 
-    int32_t stability = 0;
-    if (status_t status = readInt32(&stability); status != OK) return status;
+    // The level is a 16-bit value in a 32-bit word; the high half is ignored.
+    int32_t word = 0;
+    if (status_t status = readInt32(&word); status != OK) return status;
+    const auto stability = static_cast<int16_t>(word);
     if (binder == nullptr) {
         if (stability != hostbinder::kStabilityUndeclared) return BAD_TYPE;
-    } else if (!hostbinder::isDeclaredStability(stability) ||
-               stability != binder->remoteBinder()->stability()) {
+    } else if (!hostbinder::isDeclaredStability(stability)) {
         return BAD_TYPE;
+    } else if (BpBinder* const proxy = binder->remoteBinder(); proxy != nullptr) {
+        // A fresh proxy takes the declared level; a different one later is refused.
+        if (status_t status = proxy->setStability(stability); status != OK) return status;
+    } else if (stability != hostbinder::kStabilitySystem) {
+        return BAD_TYPE;  // local objects of this build are system objects
     }
     *out = std::move(binder);
     return OK;

@@ -14,6 +14,8 @@
 #include <log/log.h>
 
 #include "Driver.h"
+#include "HostDeviceServiceManager.h"
+#include "Transport.h"
 
 namespace android {
 
@@ -169,12 +171,14 @@ const String16& IServiceManager::getInterfaceDescriptor() const {
 }
 
 sp<IServiceManager> defaultServiceManager() {
+    if (hostbinder::Transport::get() != nullptr) return hostbinder::hostDeviceServiceManager();
     return &hostServiceManager();
 }
 
 namespace hostbinder {
 
 status_t killService(const String16& name) {
+    if (Transport::get() != nullptr) return INVALID_OPERATION;
     const NodePtr node = hostServiceManager().unregisterByName(name);
     if (node == nullptr) return NAME_NOT_FOUND;
     Driver::instance().kill(node);
@@ -183,6 +187,7 @@ status_t killService(const String16& name) {
 
 status_t killBinder(const sp<IBinder>& binder) {
     if (binder == nullptr) return BAD_VALUE;
+    if (Transport::get() != nullptr) return INVALID_OPERATION;
     const NodePtr node = Driver::instance().existingNode(binder);
     if (node == nullptr) return NAME_NOT_FOUND;
     hostServiceManager().unregisterNode(node);
@@ -201,6 +206,8 @@ void clearServices() {
 }
 
 size_t nodeCount() {
+    if (Transport* transport = Transport::get(); transport != nullptr)
+        return transport->nodeCount();
     return Driver::instance().nodeCount();
 }
 

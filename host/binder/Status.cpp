@@ -144,9 +144,11 @@ status_t Status::readFromParcel(const Parcel& parcel) {
     }
 
     if (mException == EX_HAS_REPLY_HEADER) {
-        if (skipSizedBlock(parcel, /*skipWhenZero=*/true) != OK) {
-            setFromStatusT(UNKNOWN_ERROR);
-            return UNKNOWN_ERROR;
+        // A missing size word answers the read error; a size the parcel cannot hold,
+        // UNKNOWN_ERROR.
+        if (status_t skipped = skipSizedBlock(parcel, /*skipWhenZero=*/true); skipped != OK) {
+            setFromStatusT(skipped);
+            return skipped;
         }
         mException = EX_NONE;
     }

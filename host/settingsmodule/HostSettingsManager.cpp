@@ -8,11 +8,12 @@ namespace settingsmodule_host {
 
 namespace {
 
-class StringSettingValue final : public ISettingValue {
+class StoredSettingValue final : public ISettingValue {
 public:
-    int32_t getType() const override { return BASALT::Settings::v3::kSettingTypeString; }
+    int32_t getType() const override { return type; }
     const char* getString() const override { return text.c_str(); }
 
+    int32_t type = BASALT::Settings::v3::kSettingTypeString;
     std::string text;
 };
 
@@ -26,31 +27,31 @@ HostSettingsManager::~HostSettingsManager() {
 
 bool HostSettingsManager::getBool(const char* key, bool defaultValue) {
     if (key == nullptr) return defaultValue;
-    std::optional<std::string> text = service_.value(key);
-    if (!text) return defaultValue;
-    return parseBoolSetting(*text).value_or(defaultValue);
+    std::optional<SettingsService::Value> value = service_.value(key);
+    if (!value) return defaultValue;
+    return parseBoolSetting(value->text).value_or(defaultValue);
 }
 
 int32_t HostSettingsManager::getInt(const char* key, int32_t defaultValue) {
     if (key == nullptr) return defaultValue;
-    std::optional<std::string> text = service_.value(key);
-    if (!text) return defaultValue;
-    return parseIntSetting(*text).value_or(defaultValue);
+    std::optional<SettingsService::Value> value = service_.value(key);
+    if (!value) return defaultValue;
+    return parseIntSetting(value->text).value_or(defaultValue);
 }
 
 const ISettingValue* HostSettingsManager::get(const char* key, const char* /*defaultValue*/) {
     if (key == nullptr) return nullptr;
-    std::optional<std::string> text = service_.value(key);
-    if (!text) return nullptr;
-    thread_local StringSettingValue slot;
-    slot.text = std::move(*text);
+    std::optional<SettingsService::Value> value = service_.value(key);
+    if (!value) return nullptr;
+    thread_local StoredSettingValue slot;
+    slot.type = value->type;
+    slot.text = std::move(value->text);
     return &slot;
 }
 
 bool HostSettingsManager::setString(const char* key, const char* value) {
     if (key == nullptr || value == nullptr) return false;
-    service_.set(key, value);
-    return true;
+    return service_.set(key, value);
 }
 
 bool HostSettingsManager::addListener(const char* key, ISettingsListener* listener) {

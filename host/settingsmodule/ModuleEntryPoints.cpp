@@ -51,8 +51,7 @@ extern "C" BASALT_HOST_EXPORT void destroySettingsManager(int64_t /*version*/,
 
 extern "C" BASALT_HOST_EXPORT bool basaltHostSetSetting(const char* key, const char* value) {
     if (key == nullptr || value == nullptr) return false;
-    SettingsService::instance().set(key, value);
-    return true;
+    return SettingsService::instance().set(key, value);
 }
 
 extern "C" BASALT_HOST_EXPORT bool basaltHostRemoveSetting(const char* key) {

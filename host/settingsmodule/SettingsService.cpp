@@ -13,6 +13,11 @@ namespace settingsmodule_host {
 namespace {
 constexpr const char* kLogTag = "BasaltHostSettings";
 constexpr const char* kSettingsFileVariable = "BASALT_SETTINGS_FILE";
+constexpr const char* kHostDeviceVariable = "HALCYON_HOST_DEVICE";
+
+bool isSet(const char* value) {
+    return value != nullptr && *value != '\0';
+}
 }  // namespace
 
 SettingsService& SettingsService::instance() {
@@ -23,7 +28,10 @@ SettingsService& SettingsService::instance() {
 }
 
 SettingsService::SettingsService() {
-    if (const char* path = std::getenv(kSettingsFileVariable); path != nullptr && *path != '\0') {
+    if (isSet(std::getenv(kHostDeviceVariable))) {
+        remote_ = std::make_unique<RemoteSettings>(
+                [this](const std::string& key) { enqueueNotification(key.c_str()); });
+    } else if (const char* path = std::getenv(kSettingsFileVariable); isSet(path)) {
         seedFromFile(path);
     }
     std::lock_guard<std::mutex> lock(listenersMutex_);
@@ -50,22 +58,30 @@ void SettingsService::seedFromFile(const char* path) {
     }
 }
 
-std::optional<std::string> SettingsService::value(const char* key) const {
+std::optional<SettingsService::Value> SettingsService::value(const char* key) const {
+    if (remote_ != nullptr) {
+        std::optional<Setting> setting = remote_->get(key);
+        if (!setting) return std::nullopt;
+        return Value{setting->type, std::move(setting->value)};
+    }
     std::lock_guard<std::mutex> lock(valuesMutex_);
     auto found = values_.find(key);
     if (found == values_.end()) return std::nullopt;
-    return found->second;
+    return Value{BASALT::Settings::v3::kSettingTypeString, found->second};
 }
 
-void SettingsService::set(const char* key, const char* value) {
+bool SettingsService::set(const char* key, const char* value) {
+    if (remote_ != nullptr) return remote_->put(key, Setting::kString, value);
     {
         std::lock_guard<std::mutex> lock(valuesMutex_);
         values_.insert_or_assign(key, value);
     }
     enqueueNotification(key);
+    return true;
 }
 
 bool SettingsService::remove(const char* key) {
+    if (remote_ != nullptr) return remote_->remove(key);
     bool existed = false;
     {
         std::lock_guard<std::mutex> lock(valuesMutex_);
@@ -89,11 +105,15 @@ void SettingsService::enqueueNotification(const char* key) {
 }
 
 bool SettingsService::addListener(const void* owner, const char* key, ISettingsListener* listener) {
-    std::lock_guard<std::mutex> lock(listenersMutex_);
-    auto& forKey = registrations_[key];
-    Registration registration{owner, listener};
-    if (std::find(forKey.begin(), forKey.end(), registration) == forKey.end())
-        forKey.push_back(registration);
+    {
+        std::lock_guard<std::mutex> lock(listenersMutex_);
+        auto& forKey = registrations_[key];
+        Registration registration{owner, listener};
+        if (std::find(forKey.begin(), forKey.end(), registration) == forKey.end())
+            forKey.push_back(registration);
+    }
+    // Outside the lock: a binder call to the host device.
+    if (remote_ != nullptr) remote_->watch(key);
     return true;
 }
 

@@ -1,9 +1,12 @@
 #pragma once
 
 // The settings service of the host module: one per process, shared by every settings object
-// the module creates. It holds the values as strings, keeps the listener registrations and
-// delivers change notifications on a notifier thread of its own, as the platform service
-// does.
+// the module creates. It keeps the listener registrations and delivers change notifications on
+// a notifier thread of its own, as the platform service does. The values are the host
+// device's when HALCYON_HOST_DEVICE is set (changes made by any process are announced);
+// otherwise they are strings held in this process.
+
+#include "RemoteSettings.h"
 
 #include <settingsmodule/ISettingsManager.h>
 
@@ -12,6 +15,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -24,13 +28,19 @@ using BASALT::Settings::v3::ISettingsListener;
 
 class SettingsService {
 public:
-    // Created on first use, seeded from the file named by BASALT_SETTINGS_FILE, and never
-    // destroyed, so settings objects and listeners may use it until the process ends.
+    // Created on first use and never destroyed, so settings objects and listeners may use it
+    // until the process ends. Without a host device it is seeded from the file named by
+    // BASALT_SETTINGS_FILE.
     static SettingsService& instance();
 
-    std::optional<std::string> value(const char* key) const;
-    // Both queue a change notification for the key.
-    void set(const char* key, const char* value);
+    struct Value {
+        int32_t type;  // BASALT::Settings::v3::SettingValueType
+        std::string text;
+    };
+    std::optional<Value> value(const char* key) const;
+    // Both lead to a change notification for the key (from the host device, when there is
+    // one, for keys that a listener watches). False when the host device refuses or is gone.
+    bool set(const char* key, const char* value);
     bool remove(const char* key);
 
     // Registrations belong to an owner (a settings object) so that they go with it.
@@ -57,6 +67,9 @@ private:
     bool isRegisteredLocked(const std::string& key, ISettingsListener* listener) const;
     void waitUntilNotDeliveringLocked(std::unique_lock<std::mutex>& lock,
                                       ISettingsListener* listener);
+
+    // Set once in the constructor when a host device is named; then values_ is unused.
+    std::unique_ptr<RemoteSettings> remote_;
 
     mutable std::mutex valuesMutex_;
     std::map<std::string, std::string, std::less<>> values_;

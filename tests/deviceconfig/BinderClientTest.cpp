@@ -6,7 +6,11 @@
 
 #include <LogCapture.h>
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <fstream>
 #include <condition_variable>
 #include <thread>
 
@@ -29,6 +33,15 @@ sp<HostDeviceConfigService> publish(const std::string& marker) {
     EXPECT_EQ(android::OK,
               android::defaultServiceManager()->addService(android::String16(kName), service));
     return service;
+}
+
+// Whether the thread of this process sleeps in the kernel (state S in /proc).
+bool isBlockedInKernel(pid_t tid) {
+    std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
+    std::string text;
+    std::getline(stat, text);
+    const size_t end = text.rfind(')');
+    return end != std::string::npos && end + 2 < text.size() && text[end + 2] == 'S';
 }
 
 // Which service a client holds, told apart by the marker each test service was seeded with.
@@ -138,9 +151,13 @@ TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
     }
     publish("too-late");
 
-    std::thread destroyer([&] { client.reset(); });
-    // Gives the destructor time to mark the client destroyed; it then waits for the attempt.
-    std::this_thread::sleep_for(300ms);
+    std::atomic<pid_t> destroyerTid{0};
+    std::thread destroyer([&] {
+        destroyerTid = static_cast<pid_t>(syscall(SYS_gettid));
+        client.reset();
+    });
+    // The destructor marks the client destroyed, then blocks only to join the parked attempt.
+    ASSERT_TRUE(waitUntil([&] { return destroyerTid != 0 && isBlockedInKernel(destroyerTid); }));
     {
         std::lock_guard<std::mutex> lock(mutex);
         released = true;

@@ -224,28 +224,31 @@ TEST(HostSettingsModule, RemoveListenerWaitsForTheCallInFlight) {
     // The first call blocks until released, so that the removal races with it.
     std::promise<void> entered;
     std::promise<void> release;
+    std::atomic<bool> callFinished{false};
     RecordingListener listener;
     listener.hook = [&, released = release.get_future().share()](const char*) {
         if (listener.keys().size() == 1) {
             entered.set_value();
             released.wait();
+            callFinished = true;
         }
     };
     ASSERT_TRUE(loaded.manager->addListener("key", &listener));
     loaded.control.set("key", "1");
     entered.get_future().wait();
 
-    std::atomic<bool> removed{false};
+    // Whenever the removal gets in, it must not return while the call still runs.
+    std::promise<void> removing;
+    std::atomic<bool> returnedAfterTheCall{false};
     std::thread remover([&] {
+        removing.set_value();
         loaded.manager->removeListener("key", &listener);
-        removed = true;
+        returnedAfterTheCall = callFinished.load();
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(removed.load());  // the callback still runs
-
+    removing.get_future().wait();
     release.set_value();
     remover.join();
-    EXPECT_TRUE(removed.load());
+    EXPECT_TRUE(returnedAfterTheCall.load());
 
     loaded.control.set("key", "2");
     ASSERT_TRUE(loaded.control.waitForNotifications());

@@ -20,6 +20,9 @@ const char* nonEmptyEnv(const char* name) {
 
 std::string defaultStoreDirectory() {
     if (const char* dir = nonEmptyEnv("KEYVALUE_STORE_DIR")) return dir;
+    // Every process of a host device shares the store in its state directory.
+    if (const char* device = nonEmptyEnv("HALCYON_HOST_DEVICE"))
+        return std::string(device) + "/keyvalue";
     // Relative values of XDG_STATE_HOME are invalid and must be ignored.
     if (const char* state = nonEmptyEnv("XDG_STATE_HOME"); state != nullptr && state[0] == '/') {
         return std::string(state) + "/halcyon-keyvalue";

@@ -66,20 +66,28 @@ Status HostDeviceConfigService::removeOnPropertiesChangeListener(
     return Status::ok();
 }
 
-void HostDeviceConfigService::setProperty(const std::string& ns, const std::string& key,
+HostDeviceConfigService::HostDeviceConfigService(DeviceConfigValues values,
+                                                 std::unique_ptr<DeviceConfigPersistence> persistence)
+    : mValues(std::move(values)), mPersistence(std::move(persistence)) {}
+
+bool HostDeviceConfigService::setProperty(const std::string& ns, const std::string& key,
                                           const std::string& value) {
     {
         std::lock_guard<std::mutex> lock(mMutex);
+        if (mPersistence != nullptr && !mPersistence->store(ns, key, value)) return false;
         mValues[ns][key] = value;
     }
     notify(ns, {makeProperty(key, value)});
+    return true;
 }
 
 bool HostDeviceConfigService::removeProperty(const std::string& ns, const std::string& key) {
     {
         std::lock_guard<std::mutex> lock(mMutex);
         const auto values = mValues.find(ns);
-        if (values == mValues.end() || values->second.erase(key) == 0) return false;
+        if (values == mValues.end() || values->second.count(key) == 0) return false;
+        if (mPersistence != nullptr && !mPersistence->erase(ns, key)) return false;
+        values->second.erase(key);
     }
     notify(ns, {makeProperty(key, "")});
     return true;

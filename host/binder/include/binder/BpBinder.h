@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -9,8 +10,9 @@
 namespace android {
 
 namespace hostbinder {
-struct Node;
+class ProxyTarget;
 class Driver;
+class Transport;
 }  // namespace hostbinder
 
 // A handle to an object reached through the driver. Only the driver creates these; one
@@ -34,14 +36,19 @@ public:
     // The driver's handle of the node this proxy refers to.
     uint32_t handle() const;
 
-    // The stability level this binder arrived with (written back when it is sent on).
+    // The stability level this binder arrived with (written back when it is sent on); 0
+    // (undeclared) until a parcel declared one.
     int16_t stability() const;
+    // Records the level a parcel declared for this proxy: the first declared level sticks,
+    // a different one later is BAD_TYPE.
+    status_t setStability(int16_t level);
 
 protected:
     ~BpBinder() override;
 
 private:
     friend class hostbinder::Driver;
+    friend class hostbinder::Transport;
 
     struct Obituary {
         wp<DeathRecipient> recipient;
@@ -49,12 +56,13 @@ private:
         uint32_t flags;
     };
 
-    explicit BpBinder(std::shared_ptr<hostbinder::Node> node);
+    BpBinder(std::shared_ptr<hostbinder::ProxyTarget> target, int16_t stability);
 
     // Called by the driver once the node has died: hands out the recipients to notify.
     std::vector<Obituary> takeObituaries();
 
-    const std::shared_ptr<hostbinder::Node> mNode;
+    const std::shared_ptr<hostbinder::ProxyTarget> mTarget;
+    std::atomic<int16_t> mStability;
 
     mutable std::mutex mLock;
     std::vector<Obituary> mObituaries;       // guarded by mLock

@@ -23,7 +23,8 @@ class Status;
 }
 namespace hostbinder {
 class Driver;
-}
+class Transport;
+}  // namespace hostbinder
 
 // A transaction's data in libbinder's kernel wire format: little-endian words on a 4-byte
 // grid, zero padding, strings as UTF-16, binders as flat objects plus a stability word.
@@ -144,6 +145,7 @@ public:
 
 private:
     friend class hostbinder::Driver;
+    friend class hostbinder::Transport;
 
     // A binder written into this parcel: where its flat object sits and the reference that
     // keeps the object alive while the parcel holds it.

@@ -8,9 +8,10 @@
 
 namespace android {
 
-// Process-wide binder state. On the host the driver's binder threads deliver one-way calls
-// and death notices whether or not startThreadPool is called; startThreadPool only records
-// that the process asked for a pool.
+// Process-wide binder state. On the host the runtime's binder threads deliver one-way calls
+// and death notices whether or not startThreadPool is called, and in host device mode a
+// thread per incoming connection serves two-way calls; startThreadPool only records that the
+// process asked for a pool.
 class ProcessState : public virtual RefBase {
 public:
     static sp<ProcessState> self();

@@ -36,8 +36,8 @@ public:
 };
 
 // Durable storage in one SQLite database file. The directory comes from the environment
-// variable KEYVALUE_STORE_DIR, else $XDG_STATE_HOME/halcyon-keyvalue, else
-// ~/.local/state/halcyon-keyvalue.
+// variable KEYVALUE_STORE_DIR, else $HALCYON_HOST_DEVICE/keyvalue (the host device's state
+// directory), else $XDG_STATE_HOME/halcyon-keyvalue, else ~/.local/state/halcyon-keyvalue.
 class SORRELKeyValueStorageStrategy : public IKeyValueStorageStrategy {
 public:
     SORRELKeyValueStorageStrategy();

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <istream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -19,11 +20,36 @@ namespace com::halcyon::deviceconfig::host {
 
 inline constexpr const char* kDeviceConfigServiceName = "device_config_proxy";
 
+using DeviceConfigValues = std::map<std::string, std::map<std::string, std::string>>;
+
+// Where a durable service keeps its values. Each write must be committed when it returns true.
+class DeviceConfigPersistence {
+public:
+    virtual ~DeviceConfigPersistence() = default;
+    virtual bool store(const std::string& ns, const std::string& key, const std::string& value) = 0;
+    virtual bool erase(const std::string& ns, const std::string& key) = 0;
+};
+
+// Host-only write transactions served beside IDeviceConfig, under their own interface token,
+// for host tools: set (namespace, key, value) and delete (namespace, key). Both reply with an
+// int32 status_t and then, when that is OK, an int32 1 when something changed, else 0.
+inline constexpr const char16_t* kDeviceConfigWriterDescriptor =
+        u"com.halcyon.deviceconfig.host.IDeviceConfigWriter";
+inline constexpr uint32_t kTransactionWriterSet = ::android::IBinder::FIRST_CALL_TRANSACTION + 64;
+inline constexpr uint32_t kTransactionWriterDelete = ::android::IBinder::FIRST_CALL_TRANSACTION + 65;
+
 // Serves namespace -> key -> value maps. Every change is sent one-way to the listeners
 // registered for the changed namespace.
 class HostDeviceConfigService : public aidl::BnDeviceConfig {
 public:
     HostDeviceConfigService() = default;
+    // Starts from `values`; every later change is written to `persistence` before it is applied.
+    HostDeviceConfigService(DeviceConfigValues values,
+                            std::unique_ptr<DeviceConfigPersistence> persistence);
+
+    // The writer transactions above, then IDeviceConfig's.
+    ::android::status_t onTransact(uint32_t code, const ::android::Parcel& data,
+                                   ::android::Parcel* reply, uint32_t flags) override;
 
     // IDeviceConfig. An empty key list answers every property of the namespace; keys that are
     // not set are left out of the answer.
@@ -37,10 +63,11 @@ public:
     ::android::binder::Status removeOnPropertiesChangeListener(
             const ::android::sp<aidl::IOnPropertiesChangeListener>& listener) override;
 
-    // Sets the value and notifies the namespace's listeners with that one property.
-    void setProperty(const std::string& ns, const std::string& key, const std::string& value);
+    // Sets the value and notifies the namespace's listeners with that one property. False when
+    // it could not be made durable (nothing changes then).
+    bool setProperty(const std::string& ns, const std::string& key, const std::string& value);
     // Removes the key and notifies the namespace's listeners with the key and an empty value.
-    // False when the key was not set (nobody is notified).
+    // False when the key was not set or could not be removed durably (nobody is notified).
     bool removeProperty(const std::string& ns, const std::string& key);
     std::optional<std::string> getProperty(const std::string& ns, const std::string& key) const;
     size_t listenerCount(const std::string& ns) const;
@@ -55,10 +82,21 @@ public:
 private:
     void notify(const std::string& ns, const std::vector<aidl::Property>& changed);
 
+    // Guards mValues and mListeners, and orders durable writes with them. Never held during a
+    // listener call.
     mutable std::mutex mMutex;
-    std::map<std::string, std::map<std::string, std::string>> mValues;
+    DeviceConfigValues mValues;
+    std::unique_ptr<DeviceConfigPersistence> mPersistence;
     std::map<std::string, std::vector<::android::sp<aidl::IOnPropertiesChangeListener>>> mListeners;
 };
+
+// Client side of the writer transactions: OK and whether something changed, or the error.
+::android::status_t writeDeviceConfigProperty(const ::android::sp<::android::IBinder>& service,
+                                              const std::string& ns, const std::string& key,
+                                              const std::string& value, bool* changed);
+::android::status_t deleteDeviceConfigProperty(const ::android::sp<::android::IBinder>& service,
+                                               const std::string& ns, const std::string& key,
+                                               bool* changed);
 
 // Registers the service with the service manager under kDeviceConfigServiceName.
 ::android::status_t publishHostDeviceConfigService(

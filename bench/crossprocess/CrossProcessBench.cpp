@@ -1,0 +1,153 @@
+// Two processes of one host device: this one (the client) and a device-config service process
+// (this program run with --serve). Both the binder call and its floor, a 4-byte ping-pong over
+// a Unix socket pair between the same two processes, run in the same run; the binder
+// benchmark reports its time as a multiple of the floor ("x_floor").
+
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <binder/IPCThreadState.h>
+#include <binder/IServiceManager.h>
+#include <binder/ProcessState.h>
+#include <binder_host/HostBinder.h>
+#include <deviceconfig_host/HostDeviceConfigService.h>
+
+namespace {
+
+using com::halcyon::deviceconfig::aidl::IDeviceConfig;
+using com::halcyon::deviceconfig::aidl::Property;
+using com::halcyon::deviceconfig::host::HostDeviceConfigService;
+
+constexpr const char* kNs = "halcyon_shared_os_services";
+int gPing = -1;  // this process's end of the ping-pong pair
+
+void pingPong() {
+    uint32_t word = 1;
+    if (write(gPing, &word, sizeof(word)) != sizeof(word) ||
+        read(gPing, &word, sizeof(word)) != sizeof(word)) {
+        std::abort();
+    }
+}
+
+// Nanoseconds per ping-pong, measured over a fixed count.
+double floorNanos() {
+    constexpr int kRounds = 20000;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < kRounds; ++i) pingPong();
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() /
+           kRounds;
+}
+
+void BM_UnixSocketPingPong(benchmark::State& state) {
+    for (auto _ : state) pingPong();
+}
+BENCHMARK(BM_UnixSocketPingPong)->UseRealTime();
+
+void BM_CrossProcessGetPropertiesOneKey(benchmark::State& state) {
+    const android::sp<IDeviceConfig> service =
+            android::interface_cast<IDeviceConfig>(android::defaultServiceManager()->checkService(
+                    android::String16("device_config_proxy")));
+    if (service == nullptr) {
+        state.SkipWithError("no device-config service");
+        return;
+    }
+    const std::vector<std::string> keys{"telemetry_config"};
+    std::vector<Property> result;
+    const double before = floorNanos();
+    const auto start = std::chrono::steady_clock::now();
+    for (auto _ : state) {
+        service->getProperties(kNs, keys, &result);
+        benchmark::DoNotOptimize(result.data());
+    }
+    const double perCall =
+            std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start)
+                    .count() /
+            static_cast<double>(state.iterations());
+    const double floor = (before + floorNanos()) / 2;
+    state.counters["floor_ns"] = floor;
+    state.counters["x_floor"] = perCall / floor;
+}
+BENCHMARK(BM_CrossProcessGetPropertiesOneKey)->UseRealTime();
+
+int serve(int pong) {
+    std::thread([pong] {
+        uint32_t word = 0;
+        while (read(pong, &word, sizeof(word)) == sizeof(word)) {
+            if (write(pong, &word, sizeof(word)) != sizeof(word)) break;
+        }
+        _exit(0);
+    }).detach();
+    android::sp<HostDeviceConfigService> service = new HostDeviceConfigService();
+    service->setProperty(kNs, "telemetry_config", "{\"events\":[\"a\",\"b\",\"c\"]}");
+    service->setProperty(kNs, "other", "1");
+    if (publishHostDeviceConfigService(service) != android::OK) return 1;
+    std::printf("ready\n");
+    std::fflush(stdout);
+    android::ProcessState::self()->startThreadPool();
+    android::IPCThreadState::self()->joinThreadPool();
+    return 0;
+}
+
+// Starts a child with stdout on a pipe and waits for its "ready" line.
+pid_t startChild(std::vector<std::string> argv) {
+    int out[2];
+    if (pipe(out) != 0) return -1;
+    std::vector<char*> args;
+    for (std::string& arg : argv) args.push_back(arg.data());
+    args.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(out[1], STDOUT_FILENO);
+        execv(args[0], args.data());
+        _exit(127);
+    }
+    close(out[1]);
+    char line[16] = {};
+    const ssize_t got = read(out[0], line, sizeof(line) - 1);
+    close(out[0]);
+    return got > 0 && std::strncmp(line, "ready", 5) == 0 ? pid : -1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 3 && std::strcmp(argv[1], "--serve") == 0) return serve(std::atoi(argv[2]));
+
+    char pattern[] = "/tmp/hostdevice-bench-XXXXXX";
+    const std::string dir = mkdtemp(pattern);
+    const pid_t daemon = startChild({HOSTBINDERD, dir});
+    setenv(android::hostbinder::kHostDeviceEnv, dir.c_str(), 1);
+    int pair[2];
+    if (daemon < 0 || socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) return 1;
+    gPing = pair[0];
+    const pid_t server = startChild({"/proc/self/exe", "--serve", std::to_string(pair[1])});
+    close(pair[1]);
+    int status = 1;
+    if (server > 0) {
+        benchmark::Initialize(&argc, argv);
+        benchmark::RunSpecifiedBenchmarks();
+        benchmark::Shutdown();
+        status = 0;
+    }
+    for (pid_t child : {server, daemon}) {
+        if (child > 0) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+        }
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(dir, ignored);
+    return status;
+}

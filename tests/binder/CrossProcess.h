@@ -1,0 +1,60 @@
+#pragma once
+
+// Shared by the cross-process tests and their helper programs: the echo service's codes and
+// hand-built frames.
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include <binder/IBinder.h>
+
+#include "Wire.h"
+
+namespace crossprocess {
+
+namespace wire = android::hostbinder::wire;
+
+inline constexpr const char* kEchoName = "test.echo";
+
+enum : uint32_t {
+    kWhoCalls = android::IBinder::FIRST_CALL_TRANSACTION,  // -> calling pid, uid, own pid
+    kEchoBinder,                                           // binder -> the same binder
+    kCallBack,  // binder -> calls it (kCallBack) while the caller waits, answers its int
+    kRecord,    // one-way: int appended to the records
+    kRecords,   // -> count, the records, then how many kSize calls arrived
+    kHold,      // binder (or null) kept until replaced
+    kSize,      // -> the request's data size
+};
+
+// A transaction or reply frame as a sender builds it, with any data and object table.
+inline std::vector<uint8_t> transactionFrame(uint32_t command, std::vector<uint8_t> data,
+                                             std::vector<wire::WireObject> objects,
+                                             uint64_t node = 7) {
+    const size_t padded = wire::paddedData(data.size());
+    const size_t head =
+            command == wire::kTransaction ? sizeof(wire::TransactionHead) : sizeof(wire::ReplyHead);
+    std::vector<uint8_t> frame(8 + head + padded + objects.size() * sizeof(wire::WireObject));
+    const wire::FrameHeader header{static_cast<uint32_t>(frame.size() - 8), command};
+    std::memcpy(frame.data(), &header, 8);
+    const wire::TransactionHead transaction{node, 1, 0, static_cast<uint32_t>(data.size()),
+                                            static_cast<uint32_t>(objects.size())};
+    const wire::ReplyHead reply{0, 0, static_cast<uint32_t>(data.size()),
+                                static_cast<uint32_t>(objects.size())};
+    std::memcpy(frame.data() + 8,
+                command == wire::kTransaction ? static_cast<const void*>(&transaction) : &reply,
+                head);
+    std::memcpy(frame.data() + 8 + head, data.data(), data.size());
+    std::memcpy(frame.data() + 8 + head + padded, objects.data(),
+                objects.size() * sizeof(wire::WireObject));
+    return frame;
+}
+
+// Zeroed data with a flat object's type word at the offset.
+inline std::vector<uint8_t> withFlatObjectAt(size_t size, size_t offset, uint32_t type) {
+    std::vector<uint8_t> data(size, 0);
+    std::memcpy(data.data() + offset, &type, sizeof(type));
+    return data;
+}
+
+}  // namespace crossprocess

@@ -1,0 +1,312 @@
+// Binder calls between real processes of one host device: the service manager, objects and
+// their lifetime, nested and one-way calls, the transaction limit, process death, hostile
+// peers, and the frame decoder every receiver relies on.
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <binder/Binder.h>
+#include <binder/IPCThreadState.h>
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
+#include <binder_host/HostBinder.h>
+
+#include "../deviceconfig/TestWait.h"
+#include "CrossProcess.h"
+#include "FlatBinder.h"
+#include "HelperProcess.h"
+#include "Wire.h"
+
+namespace {
+
+using android::IBinder;
+using android::Parcel;
+using android::sp;
+using android::String16;
+using deviceconfigtest::waitUntil;
+using namespace crossprocess;
+using namespace std::chrono_literals;
+
+std::unique_ptr<HostDevice> gDevice;
+
+class DeviceEnvironment : public testing::Environment {
+    void SetUp() override {
+        gDevice = std::make_unique<HostDevice>();
+        ASSERT_TRUE(gDevice->ready());
+    }
+    void TearDown() override { gDevice.reset(); }
+};
+[[maybe_unused]] testing::Environment* const kEnvironment =
+        testing::AddGlobalTestEnvironment(new DeviceEnvironment);
+
+pid_t threadId() {
+    return static_cast<pid_t>(syscall(SYS_gettid));
+}
+
+// A local object that answers kCallBack with the thread it ran on, and notes its destruction.
+class Callback : public android::BBinder {
+public:
+    explicit Callback(std::atomic<bool>* destroyed = nullptr) : mDestroyed(destroyed) {}
+    ~Callback() override {
+        if (mDestroyed != nullptr) *mDestroyed = true;
+    }
+    std::atomic<pid_t> callerPid{0};
+
+protected:
+    android::status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply,
+                                 uint32_t flags) override {
+        if (code != kCallBack) return BBinder::onTransact(code, data, reply, flags);
+        callerPid = android::IPCThreadState::self()->getCallingPid();
+        return reply->writeInt32(threadId());
+    }
+
+private:
+    std::atomic<bool>* const mDestroyed;
+};
+
+struct Echo {
+    HelperProcess process{helper({"echo"})};
+    sp<IBinder> binder;
+
+    Echo() {
+        if (process.readLine() == "ready") {
+            binder = android::defaultServiceManager()->checkService(String16(kEchoName));
+        }
+    }
+
+    android::status_t call(uint32_t code, const Parcel& data, Parcel* reply) {
+        return binder->transact(code, data, reply);
+    }
+    sp<IBinder> roundTrip(const sp<IBinder>& object, uint32_t code = kEchoBinder) {
+        Parcel data;
+        Parcel reply;
+        data.writeStrongBinder(object);
+        if (call(code, data, &reply) != android::OK) return nullptr;
+        return reply.readStrongBinder();
+    }
+};
+
+TEST(CrossProcess, ServiceManagerAndObjectsCrossProcesses) {
+    Echo echo;
+    ASSERT_NE(nullptr, echo.binder);
+    ASSERT_NE(nullptr, echo.binder->remoteBinder());
+    auto sm = android::defaultServiceManager();
+    const auto names = sm->listServices();
+    EXPECT_TRUE(std::any_of(names.begin(), names.end(),
+                            [](const String16& name) { return name == String16(kEchoName); }));
+    EXPECT_EQ(echo.binder, sm->getService(String16(kEchoName)));  // one proxy per node
+
+    Parcel none;
+    Parcel who;
+    ASSERT_EQ(android::OK, echo.call(kWhoCalls, none, &who));
+    EXPECT_EQ(getpid(), who.readInt32());
+    EXPECT_EQ(static_cast<int32_t>(getuid()), who.readInt32());
+    EXPECT_EQ(echo.process.pid(), who.readInt32());
+
+    // Our own object comes back as itself, also from our own registration.
+    sp<IBinder> mine = new Callback();
+    EXPECT_EQ(mine.get(), echo.roundTrip(mine).get());
+    ASSERT_EQ(android::OK, sm->addService(String16("test.local"), mine));
+    EXPECT_EQ(mine.get(), sm->checkService(String16("test.local")).get());
+    EXPECT_EQ(nullptr, sm->checkService(String16("test.absent")));
+
+    // A node lives while another process holds it, and only that long.
+    std::atomic<bool> destroyed{false};
+    sp<IBinder> held = new Callback(&destroyed);
+    ASSERT_EQ(nullptr, echo.roundTrip(held, kHold));
+    const size_t withHeld = android::hostbinder::nodeCount();
+    held.clear();
+    EXPECT_FALSE(destroyed.load());
+    echo.roundTrip(nullptr, kHold);
+    EXPECT_TRUE(waitUntil([&] { return destroyed.load(); }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() == withHeld - 1; }, 30s));
+}
+
+TEST(CrossProcess, NestedCallsAreServedOnTheWaitingThreadAndOneWayCallsInOrder) {
+    Echo echo;
+    ASSERT_NE(nullptr, echo.binder);
+    sp<Callback> callback = new Callback();
+    Parcel data;
+    Parcel reply;
+    data.writeStrongBinder(callback);
+    ASSERT_EQ(android::OK, echo.call(kCallBack, data, &reply));
+    EXPECT_EQ(threadId(), reply.readInt32());
+    EXPECT_EQ(echo.process.pid(), callback->callerPid.load());
+
+    constexpr int32_t kCalls = 300;
+    for (int32_t i = 0; i < kCalls; ++i) {
+        Parcel record;
+        record.writeInt32(i);
+        ASSERT_EQ(android::OK,
+                  echo.binder->transact(kRecord, record, nullptr, IBinder::FLAG_ONEWAY));
+    }
+    std::vector<int32_t> records;
+    ASSERT_TRUE(waitUntil(
+            [&] {
+                Parcel none;
+                Parcel answer;
+                if (echo.call(kRecords, none, &answer) != android::OK) return false;
+                records.resize(static_cast<size_t>(answer.readInt32()));
+                for (int32_t& value : records) value = answer.readInt32();
+                return records.size() == kCalls;
+            },
+            30s));
+    for (int32_t i = 0; i < kCalls; ++i) ASSERT_EQ(i, records[static_cast<size_t>(i)]);
+}
+
+TEST(CrossProcess, TransactionsOverTheBufferFailAndDeliverNothing) {
+    Echo echo;
+    ASSERT_NE(nullptr, echo.binder);
+    std::vector<uint8_t> bytes(wire::kMaxTransactionBytes, 0x5a);
+    Parcel fits;
+    fits.write(bytes.data(), bytes.size());
+    Parcel reply;
+    ASSERT_EQ(android::OK, echo.call(kSize, fits, &reply));
+    EXPECT_EQ(static_cast<int32_t>(bytes.size()), reply.readInt32());
+
+    Parcel tooBig;
+    tooBig.write(bytes.data(), bytes.size() + 4);
+    EXPECT_EQ(android::FAILED_TRANSACTION, echo.call(kSize, tooBig, &reply));
+    Parcel none;
+    Parcel records;
+    ASSERT_EQ(android::OK, echo.call(kRecords, none, &records));
+    EXPECT_EQ(0, records.readInt32());
+    EXPECT_EQ(1, records.readInt32());  // only the first kSize arrived
+}
+
+class DeathCounter : public IBinder::DeathRecipient {
+public:
+    void binderDied(const android::wp<IBinder>&) override {
+        onBinderThread = android::hostbinder::isBinderThread();
+        ++deaths;
+    }
+    std::atomic<int> deaths{0};
+    std::atomic<bool> onBinderThread{false};
+};
+
+TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
+    auto sm = android::defaultServiceManager();
+    auto echo = std::make_unique<Echo>();
+    ASSERT_NE(nullptr, echo->binder);
+    const size_t nodesBefore = android::hostbinder::nodeCount();
+    std::atomic<bool> destroyed{false};
+    {
+        sp<IBinder> held = new Callback(&destroyed);
+        ASSERT_EQ(nullptr, echo->roundTrip(held, kHold));
+    }
+    sp<DeathCounter> counter = new DeathCounter();
+    ASSERT_EQ(android::OK, echo->binder->linkToDeath(counter));
+    sp<IBinder> old = echo->binder;
+
+    echo->process.kill();
+    ASSERT_TRUE(waitUntil([&] { return counter->deaths.load() == 1; }, 30s));
+    android::hostbinder::waitForIdle();
+    EXPECT_EQ(1, counter->deaths.load());
+    EXPECT_TRUE(counter->onBinderThread.load());
+    EXPECT_FALSE(old->isBinderAlive());
+    Parcel none;
+    Parcel reply;
+    EXPECT_EQ(android::DEAD_OBJECT, old->transact(kWhoCalls, none, &reply));
+    EXPECT_EQ(android::DEAD_OBJECT, old->linkToDeath(counter));
+    EXPECT_TRUE(waitUntil([&] { return destroyed.load(); }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() == nodesBefore; }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return sm->checkService(String16(kEchoName)) == nullptr; }, 30s));
+
+    echo = std::make_unique<Echo>();
+    ASSERT_NE(nullptr, echo->binder);
+    EXPECT_NE(old, echo->binder);
+    EXPECT_EQ(android::OK, echo->call(kWhoCalls, none, &reply));
+}
+
+TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
+    Echo echo;
+    ASSERT_NE(nullptr, echo.binder);
+    const std::string sockets = gDevice->dir() + "/binder/";
+    HelperProcess hostile(helper({"hostile", "3000", sockets + "servicemanager",
+                                  sockets + std::to_string(echo.process.pid()),
+                                  sockets + std::to_string(getpid())}));
+    ASSERT_EQ("ready", hostile.readLine());
+    std::atomic<bool> done{false};
+    std::thread waiter([&] {
+        EXPECT_EQ("done", hostile.readLine(120s));
+        done = true;
+    });
+    // A handle never given out, an object entry off its flat object, a truncated frame: each
+    // from another process, each cut off.
+    HelperProcess forger(helper({"forge", sockets + std::to_string(echo.process.pid())}));
+    EXPECT_EQ("closed closed closed", forger.readLine());
+
+    sp<Callback> callback = new Callback();
+    int calls = 0;
+    while (!done || calls < 20) {
+        Parcel data;
+        Parcel reply;
+        data.writeStrongBinder(callback);
+        ASSERT_EQ(android::OK, echo.call(kCallBack, data, &reply));
+        ASSERT_EQ(threadId(), reply.readInt32());
+        ASSERT_NE(nullptr, android::defaultServiceManager()->checkService(String16(kEchoName)));
+        ++calls;
+    }
+    waiter.join();
+}
+
+// --- the frame decoder -------------------------------------------------------------------
+
+TEST(Wire, DecodeFrameRefusesWhatReceiversRelyOn) {
+    using android::hostbinder::kTypeBinder;
+    using android::hostbinder::kTypeHandle;
+    const auto handleAt8 = withFlatObjectAt(40, 8, kTypeHandle);
+    const wire::WireObject at8{8, 3, 100, 0};
+    const auto good = transactionFrame(wire::kTransaction, handleAt8, {at8});
+    const auto decoded = wire::decodeFrame(good.data(), good.size());
+    ASSERT_TRUE(decoded.valid);
+    EXPECT_EQ(7u, decoded.node);
+    EXPECT_EQ(40u, decoded.dataSize);
+    EXPECT_EQ(1u, decoded.objectCount);
+    EXPECT_TRUE(wire::decodeFrame(transactionFrame(wire::kReply, {}, {}).data(), 24).valid);
+
+    auto truncated = good;
+    truncated.pop_back();
+    auto trailing = good;
+    trailing.push_back(0);
+    auto unknownCommand = good;
+    unknownCommand[4] = 9;
+    auto twoObjects = withFlatObjectAt(64, 32, kTypeBinder);
+    std::memcpy(twoObjects.data() + 8, &kTypeHandle, sizeof(kTypeHandle));
+    std::vector<uint8_t> zeroRelease(8 + sizeof(wire::RefHead), 0);
+    const wire::FrameHeader release{sizeof(wire::RefHead), wire::kRelease};
+    std::memcpy(zeroRelease.data(), &release, 8);
+    std::vector<uint8_t> huge(8, 0);
+    const wire::FrameHeader hugeHeader{static_cast<uint32_t>(wire::kMaxPayload + 1),
+                                       wire::kTransaction};
+    std::memcpy(huge.data(), &hugeHeader, 8);
+    const std::vector<std::vector<uint8_t>> refused = {
+            truncated,
+            trailing,
+            unknownCommand,
+            huge,
+            zeroRelease,
+            {1, 2, 3},
+            transactionFrame(wire::kTransaction, handleAt8, {{6, 3, 100, 0}}),   // misaligned
+            transactionFrame(wire::kTransaction, handleAt8, {{12, 3, 100, 0}}),  // not an object
+            transactionFrame(wire::kTransaction, handleAt8, {{24, 3, 100, 0}}),  // runs past
+            transactionFrame(wire::kTransaction, handleAt8, {{8, 3, 0, 0}}),     // no owner
+            transactionFrame(wire::kTransaction, twoObjects, {{32, 1, 5, 0}, {8, 1, 5, 0}}),  // order
+            transactionFrame(wire::kTransaction, twoObjects,
+                             {{8, 1, 5, 0}, {28, 1, 5, 0}}),  // overlap
+            transactionFrame(wire::kTransaction,
+                             std::vector<uint8_t>(wire::kMaxTransactionBytes + 4), {}),
+    };
+    for (size_t i = 0; i < refused.size(); ++i) {
+        EXPECT_FALSE(wire::decodeFrame(refused[i].data(), refused[i].size()).valid) << "case " << i;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,234 @@
+// The host device's settings and device-config services, in this process, called through
+// binder proxies as clients in other processes call them.
+
+#include "HostDeviceTestSupport.h"
+
+#include <hostdevice/DeviceConfigDatabase.h>
+#include <hostdevice/PreferencesService.h>
+
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
+#include <binder_host/HostBinder.h>
+#include <com/halcyon/deviceconfig/aidl/BnOnPropertiesChangeListener.h>
+#include <com/halcyon/preferences/BnPreferencesListener.h>
+#include <com/halcyon/preferences/BnPreferencesService.h>
+#include <utils/String16.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <mutex>
+
+namespace {
+
+using android::sp;
+using com::halcyon::preferences::BnPreferencesListener;
+using com::halcyon::preferences::BnPreferencesService;
+using com::halcyon::preferences::IPreferencesService;
+using com::halcyon::preferences::Setting;
+using hostdevicetest::TempDir;
+using hostdevicetest::waitUntil;
+using namespace com::halcyon::deviceconfig;
+
+Setting setting(const std::string& key, int32_t type, const std::string& value) {
+    Setting s;
+    s.key = key;
+    s.type = type;
+    s.value = value;
+    return s;
+}
+
+// A proxy to the service, as another process would hold one.
+sp<IPreferencesService> publish(const sp<hostdevice::PreferencesService>& service) {
+    android::String16 name(com::halcyon::preferences::kPreferencesServiceName);
+    EXPECT_EQ(android::defaultServiceManager()->addService(name, service), android::OK);
+    return android::interface_cast<IPreferencesService>(
+            android::defaultServiceManager()->checkService(name));
+}
+
+class KeyRecorder : public BnPreferencesListener {
+public:
+    android::binder::Status onSettingChange(const std::string& key) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        keys_.push_back(key);
+        return android::binder::Status::ok();
+    }
+    std::vector<std::string> keys() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return keys_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<std::string> keys_;
+};
+
+TEST(PreferencesService, TypedValuesSurviveReopeningAndBadOnesAreRefused) {
+    TempDir dir;
+    const std::string file = dir.path() + "/settings.db";
+    {
+        sp<IPreferencesService> service = publish(hostdevice::PreferencesService::open(file));
+        bool stored = false;
+        for (const Setting& good : {setting("telemetry_state", Setting::kString, "on"),
+                                    setting("current_user", Setting::kInt, "11"),
+                                    setting("vela_account_checkpointed", Setting::kBool, "true"),
+                                    setting("gone", Setting::kString, "x")}) {
+            ASSERT_TRUE(service->put(good, &stored).isOk());
+            EXPECT_TRUE(stored) << good.key;
+        }
+        for (const Setting& bad :
+             {setting("", Setting::kString, "x"), setting("n", Setting::kInt, "11 "),
+              setting("n", Setting::kInt, "2147483648"), setting("b", Setting::kBool, "yes"),
+              setting("t", Setting::kNone, "x"), setting("t", 9, "x")}) {
+            ASSERT_TRUE(service->put(bad, &stored).isOk());
+            EXPECT_FALSE(stored) << bad.key << "=" << bad.value;
+        }
+        bool existed = false;
+        ASSERT_TRUE(service->remove("gone", &existed).isOk());
+        EXPECT_TRUE(existed);
+        ASSERT_TRUE(service->remove("gone", &existed).isOk());
+        EXPECT_FALSE(existed);
+        android::hostbinder::killService(
+                android::String16(com::halcyon::preferences::kPreferencesServiceName));
+    }
+    // A row made unusable behind the service's back is not served.
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db, "INSERT INTO settings VALUES('broken', 3, 'x')", nullptr, nullptr,
+                           nullptr),
+              SQLITE_OK);
+    sqlite3_close(db);
+
+    sp<IPreferencesService> reopened = publish(hostdevice::PreferencesService::open(file));
+    std::vector<Setting> all;
+    ASSERT_TRUE(reopened->list(&all).isOk());
+    EXPECT_THAT(all, ::testing::ElementsAre(
+                             setting("current_user", Setting::kInt, "11"),
+                             setting("telemetry_state", Setting::kString, "on"),
+                             setting("vela_account_checkpointed", Setting::kBool, "true")));
+    Setting absent;
+    ASSERT_TRUE(reopened->get("broken", &absent).isOk());
+    EXPECT_EQ(absent.type, Setting::kNone);
+}
+
+TEST(PreferencesService, ListenersHearChangesOfTheirKeysUntilRemoved) {
+    TempDir dir;
+    sp<IPreferencesService> service =
+            publish(hostdevice::PreferencesService::open(dir.path() + "/settings.db"));
+    sp<KeyRecorder> watching = new KeyRecorder();
+    sp<KeyRecorder> other = new KeyRecorder();
+    ASSERT_TRUE(service->addListener("current_user", watching).isOk());
+    ASSERT_TRUE(service->addListener("current_user", watching).isOk());  // once is enough
+    ASSERT_TRUE(service->addListener("managed_device", other).isOk());
+
+    bool done = false;
+    service->put(setting("current_user", Setting::kInt, "10"), &done);
+    service->put(setting("telemetry_state", Setting::kString, "on"), &done);
+    service->remove("current_user", &done);
+    service->remove("current_user", &done);  // not set: no change
+    android::hostbinder::waitForIdle();
+    EXPECT_THAT(watching->keys(), ::testing::ElementsAre("current_user", "current_user"));
+    EXPECT_TRUE(other->keys().empty());
+
+    ASSERT_TRUE(service->removeListener("current_user", watching).isOk());
+    service->put(setting("current_user", Setting::kInt, "12"), &done);
+    android::hostbinder::waitForIdle();
+    EXPECT_EQ(watching->keys().size(), 2u);
+}
+
+TEST(PreferencesService, HostileRequestsAreAnsweredNotServed) {
+    TempDir dir;
+    sp<hostdevice::PreferencesService> service =
+            hostdevice::PreferencesService::open(dir.path() + "/settings.db");
+    // Whether the request was refused, by the transaction's answer or by an exception in
+    // the reply.
+    auto refused = [&](uint32_t code, const std::function<void(android::Parcel&)>& fill) {
+        android::Parcel data;
+        android::Parcel reply;
+        fill(data);
+        data.setDataPosition(0);
+        if (service->transact(code, data, &reply) != android::OK) return true;
+        reply.setDataPosition(0);
+        return reply.readExceptionCode() != 0;
+    };
+    auto token = [](android::Parcel& p) { p.writeInterfaceToken(IPreferencesService::descriptor); };
+
+    EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_get, [](android::Parcel& p) {
+        p.writeInterfaceToken(android::String16("wrong.Token"));
+    }));
+    EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_get, token));  // no key
+    EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_put, [&](android::Parcel& p) {
+        token(p);
+        p.writeInt32(1);
+        p.writeInt32(-8);  // negative parcelable size
+    }));
+    EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_addListener, [&](android::Parcel& p) {
+        token(p);
+        p.writeUtf8AsUtf16(std::string("k"));
+        p.writeStrongBinder(nullptr);
+    }));
+    EXPECT_TRUE(refused(999, token));
+    std::vector<Setting> all;
+    ASSERT_TRUE(service->list(&all).isOk());
+    EXPECT_TRUE(all.empty());
+}
+
+class PropertiesRecorder : public aidl::BnOnPropertiesChangeListener {
+public:
+    android::binder::Status onPropertiesChanged(const std::vector<aidl::Property>& changed) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (const auto& p : changed) seen_.push_back(p.key + "=" + p.value);
+        return android::binder::Status::ok();
+    }
+    std::vector<std::string> seen() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return seen_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<std::string> seen_;
+};
+
+TEST(DurableDeviceConfig, WritesThroughTheHostTransactionsSurviveAndNotify) {
+    TempDir dir;
+    const std::string file = dir.path() + "/device_config.db";
+    const char* ns = "halcyon_shared_os_services";
+    {
+        sp<host::HostDeviceConfigService> service = hostdevice::openDurableDeviceConfigService(file);
+        ASSERT_EQ(host::publishHostDeviceConfigService(service), android::OK);
+        sp<android::IBinder> remote = android::defaultServiceManager()->checkService(
+                android::String16(host::kDeviceConfigServiceName));
+        sp<aidl::IDeviceConfig> proxy = android::interface_cast<aidl::IDeviceConfig>(remote);
+        sp<PropertiesRecorder> listener = new PropertiesRecorder();
+        ASSERT_TRUE(proxy->addOnPropertiesChangeListener(ns, listener).isOk());
+
+        bool changed = false;
+        EXPECT_EQ(host::writeDeviceConfigProperty(remote, ns, "qos", "a,true", &changed),
+                  android::OK);
+        EXPECT_EQ(host::writeDeviceConfigProperty(remote, ns, "gone", "1", &changed), android::OK);
+        EXPECT_EQ(host::writeDeviceConfigProperty(remote, "other", "k", "v", &changed), android::OK);
+        EXPECT_EQ(host::deleteDeviceConfigProperty(remote, ns, "gone", &changed), android::OK);
+        EXPECT_TRUE(changed);
+        EXPECT_EQ(host::deleteDeviceConfigProperty(remote, ns, "gone", &changed), android::OK);
+        EXPECT_FALSE(changed);
+        for (auto [bad_ns, bad_key] : {std::pair{"", "k"}, {ns, ""}, {"a/b", "k"}}) {
+            EXPECT_EQ(host::writeDeviceConfigProperty(remote, bad_ns, bad_key, "v", &changed),
+                      android::BAD_VALUE);
+        }
+        android::Parcel data, reply;
+        data.writeInterfaceToken(aidl::IDeviceConfig::descriptor);  // not the writer's token
+        EXPECT_EQ(remote->transact(host::kTransactionWriterSet, data, &reply), android::BAD_TYPE);
+
+        android::hostbinder::waitForIdle();
+        EXPECT_THAT(listener->seen(), ::testing::ElementsAre("qos=a,true", "gone=1", "gone="));
+        host::killHostDeviceConfigService();
+    }
+    sp<host::HostDeviceConfigService> reopened = hostdevice::openDurableDeviceConfigService(file);
+    EXPECT_EQ(reopened->getProperty(ns, "qos"), "a,true");
+    EXPECT_EQ(reopened->getProperty("other", "k"), "v");
+    EXPECT_EQ(reopened->getProperty(ns, "gone"), std::nullopt);
+}
+
+}  // namespace

@@ -1,0 +1,108 @@
+// A client process of a host device for the multi-process tests. It reads one command per
+// line on stdin and answers on stdout; change notices arrive as lines of their own:
+//   watch                  sync the settings manager, listen to "current_user" and to the
+//                          device-config namespace; answers "ready"
+//   user                   "user N": the manager's current user now
+//   userat NS              "userat N": the current user at steady-clock time NS (from the
+//                          history when the history gate is on)
+//   kestrel                "kestrel ID": the analytics id (empty when none)
+//   put KEY VALUE          "put 1|0" through the settings module
+//   setprop NAME VALUE     "setprop 1|0" through libbase
+//   prop NAME              "prop VALUE" through libbase
+//   dc NS KEY              "dc VALUE" through a DeviceConfig
+// Notices: "setting KEY" (settings module listener), "deviceconfig KEY=VALUE".
+
+#include <deviceconfig/DeviceConfig.h>
+#include <settingsmodule/SettingsManagerLoader.h>
+#include <telemetry/historystore/HistoryStoreManager.h>
+#include <telemetry/settingsmanager/TelemetrySettingsManager.h>
+
+#include <android-base/properties.h>
+
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <sstream>
+#include <string>
+
+namespace {
+
+using BASALT::Settings::v3::ISettingsListener;
+using com::halcyon::deviceconfig::DeviceConfig;
+using com::halcyon::deviceconfig::OnPropertiesChangeListener;
+using com::halcyon::deviceconfig::Properties;
+using Tamar::OS::Telemetry::HistoryStoreManager;
+using Tamar::OS::Telemetry::TelemetrySettingsManager;
+
+std::mutex outputMutex;
+
+void say(const std::string& line) {
+    std::lock_guard<std::mutex> lock(outputMutex);
+    std::printf("%s\n", line.c_str());
+    std::fflush(stdout);
+}
+
+class SettingPrinter : public ISettingsListener {
+public:
+    void onSettingChange(const char* key) override { say(std::string("setting ") + key); }
+};
+
+class DeviceConfigPrinter : public OnPropertiesChangeListener {
+public:
+    void onPropertiesChanged(const Properties& properties) override {
+        for (const std::string& key : properties.getKeys())
+            say("deviceconfig " + key + "=" + properties.getString(key, ""));
+    }
+};
+
+}  // namespace
+
+int main() {
+    auto manager = TelemetrySettingsManager::instance();
+    auto histories = std::make_shared<HistoryStoreManager>();
+    manager->setHistoryStoreManager(histories);
+    std::shared_ptr<BASALT::Settings::v3::ISettingsManager> settings =
+            BASALT::Settings::v3::createSettingsManagerPtr();
+    SettingPrinter settingPrinter;
+    auto deviceConfigPrinter = std::make_shared<DeviceConfigPrinter>();
+    std::unique_ptr<DeviceConfig> deviceConfig;
+    const auto now = [] { return std::chrono::steady_clock::now(); };
+
+    std::string line;
+    while (std::getline(std::cin, line)) {
+        std::istringstream words(line);
+        std::string command, a, b;
+        words >> command >> a >> b;
+        if (command == "watch") {
+            manager->getCurrentUser(now());  // synchronises and registers the manager
+            if (settings) settings->addListener("current_user", &settingPrinter);
+            deviceConfig = std::make_unique<DeviceConfig>();
+            deviceConfig->addOnPropertiesChangeListener("halcyon_shared_os_services",
+                                                        deviceConfigPrinter);
+            say("ready");
+        } else if (command == "user") {
+            say("user " + std::to_string(manager->getCurrentUser(now())));
+        } else if (command == "userat") {
+            // The steady clock is the system's monotonic clock, the same in every process.
+            const std::chrono::steady_clock::time_point t{std::chrono::nanoseconds(std::stoll(a))};
+            say("userat " + std::to_string(manager->getCurrentUser(t)));
+        } else if (command == "kestrel") {
+            say("kestrel " + manager->getKestrelDeviceId().value_or(""));
+        } else if (command == "put") {
+            say(std::string("put ") +
+                (settings && settings->setString(a.c_str(), b.c_str()) ? "1" : "0"));
+        } else if (command == "setprop") {
+            say(std::string("setprop ") + (android::base::SetProperty(a, b) ? "1" : "0"));
+        } else if (command == "prop") {
+            say("prop " + android::base::GetProperty(a, ""));
+        } else if (command == "dc") {
+            DeviceConfig reader;
+            say("dc " + reader.getProperties(a, {b}).getString(b, ""));
+        }
+    }
+    if (settings) settings->removeListener("current_user", &settingPrinter);
+    std::fflush(stdout);
+    _exit(0);  // the singleton and binder threads outlive main by design
+}
