@@ -1,25 +1,12 @@
 #include "DumpOptions.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
+#include "InputFile.h"
 
-#ifndef TELEMETRY_DUMP_DEFAULTS_DIR
-#define TELEMETRY_DUMP_DEFAULTS_DIR "."
-#endif
+#include <cstdlib>
+#include <string_view>
 
 namespace telemetrydump {
 namespace {
-
-std::string defaultStateDir() {
-    if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state != '\0') {
-        return std::string(state) + "/telemetry-settings-dump";
-    }
-    if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
-        return std::string(home) + "/.local/state/telemetry-settings-dump";
-    }
-    return "/tmp/telemetry-settings-dump";
-}
 
 // How far back an answer can be asked for: the steady clock counts nanoseconds in 64 bits,
 // and anything further back would overflow the conversion.
@@ -28,18 +15,31 @@ long long maxSecondsBack() {
     return std::chrono::duration_cast<std::chrono::seconds>(steady_clock::duration::max()).count();
 }
 
-bool parseSeconds(const char* text, std::chrono::seconds* out) {
-    if (text == nullptr || *text == '\0') return false;
-    char* end = nullptr;
-    errno = 0;
-    long long value = std::strtoll(text, &end, 10);
-    if (errno != 0 || *end != '\0' || value < 0) return false;
+// Digits only: no sign, no blanks, no suffix.
+bool parseSeconds(std::string_view text, std::chrono::seconds* out) {
+    if (text.empty() || text.size() > 19) return false;
+    long long value = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9') return false;
+        value = value * 10 + (c - '0');
+    }
     if (value > maxSecondsBack()) return false;
     *out = std::chrono::seconds(value);
     return true;
 }
 
 }  // namespace
+
+std::string defaultStateDir() {
+    // A relative XDG_STATE_HOME is invalid and ignored.
+    if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && state[0] == '/') {
+        return std::string(state) + "/telemetry-settings-dump";
+    }
+    if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
+        return std::string(home) + "/.local/state/telemetry-settings-dump";
+    }
+    return "/tmp/telemetry-settings-dump";
+}
 
 std::string usageText(const char* program) {
     std::string text = "usage: ";
@@ -48,25 +48,40 @@ std::string usageText(const char* program) {
 
 Prints everything the telemetry settings manager answers in this process.
 
-Options:
+Options (a value may also be given as --option=value):
   --json                 print one JSON document instead of aligned text
   --full                 print remote configuration strings whole (default: shortened)
-  --at SECONDS           also answer the time-indexed account state for SECONDS before now
-  --verbose              let the library's own log lines through to stderr
+  --at SECONDS           also answer the account state SECONDS (digits only) before now;
+                         when no history reaches back that far the report says so (JSON null)
+  --verbose              show the library's own log lines (debug and above) on stderr
   --help                 print this text and exit
 
 Host runs only (on a device the real services are used):
   --settings FILE        seed the host settings module from FILE (key=value lines)
-  --properties FILE      load system properties from FILE (key=value lines)
+  --properties FILE      load system properties from FILE (key=value lines, or
+                         [key]: [value] lines as getprop prints them)
   --device-config FILE   seed the in-process device-config service (namespace/key=value)
-  --state-dir DIR        keep the key-value store in DIR
-                         (default: $XDG_STATE_HOME or ~/.local/state, /telemetry-settings-dump)
+  --state-dir DIR        keep the key-value store in DIR (default:
+                         $XDG_STATE_HOME/telemetry-settings-dump if XDG_STATE_HOME is an
+                         absolute path, else ~/.local/state/telemetry-settings-dump)
 
-Without file flags the shipped example files are used.
+Without file flags the example files installed with the tool are used.
+)";
+    text += kInputRulesText;
+    text += R"(
+Account-state histories list one entry per change: row, user and time (printed without a
+separator between them), value. The time is when the entry was recorded, on the steady clock
+since boot, as hh:mm:ss.mmm.nnnnnnnnn: hours (two or more digits), minutes, seconds,
+milliseconds, then the nanoseconds within that millisecond. In JSON each entry is
+{"user", "time_ns", "value"} with time_ns in nanoseconds since boot.
+
+Text report: bytes that are not printable UTF-8 are shown as \xHH, a backslash as \\.
+JSON: a string that is not valid UTF-8 holds one character U+00XX per byte (decode it as
+Latin-1 to get the bytes back) and its JSON pointer is listed in "latin1_strings".
 
 Exit codes:
   0  success
-  1  the library or a host service could not be set up
+  1  set-up failed (library, host service, key-value store) or stdout could not be written
   2  bad command line
   3  an input file is missing or malformed (the message names the file and line)
 )";
@@ -74,57 +89,74 @@ Exit codes:
 }
 
 bool parseOptions(int argc, char** argv, DumpOptions* options, std::string* error) {
-    const std::string defaults = TELEMETRY_DUMP_DEFAULTS_DIR;
-    options->settingsFile = defaults + "/settings.conf";
-    options->propertiesFile = defaults + "/properties.conf";
-    options->deviceConfigFile = defaults + "/deviceconfig.conf";
-    options->stateDir = defaultStateDir();
+    struct ValueFlag {
+        const char* name;
+        std::string* into;
+    };
+    std::string atText;
+    const ValueFlag valueFlags[] = {
+            {"--settings", &options->settingsFile},
+            {"--properties", &options->propertiesFile},
+            {"--device-config", &options->deviceConfigFile},
+            {"--state-dir", &options->stateDir},
+            {"--at", &atText},
+    };
+    struct SwitchFlag {
+        const char* name;
+        bool* into;
+    };
+    const SwitchFlag switches[] = {
+            {"--json", &options->json},       {"--full", &options->full},
+            {"--verbose", &options->verbose}, {"--help", &options->help},
+            {"-h", &options->help},
+    };
 
+    bool atGiven = false;
     for (int i = 1; i < argc; ++i) {
-        const char* arg = argv[i];
-        auto takeValue = [&](std::string* into) {
-            if (i + 1 >= argc) {
-                *error = std::string(arg) + " needs a value";
+        const std::string_view arg = argv[i];
+        const size_t equals = arg.starts_with("--") ? arg.find('=') : std::string_view::npos;
+        const std::string_view name = arg.substr(0, equals);
+        bool known = false;
+        for (const auto& flag : switches) {
+            if (name != flag.name) continue;
+            if (equals != std::string_view::npos) {
+                *error = std::string(name) + " takes no value";
                 return false;
             }
-            *into = argv[++i];
-            if (into->empty()) {
-                *error = std::string(arg) + " needs a non-empty value";
+            *flag.into = known = true;
+        }
+        for (const auto& flag : valueFlags) {
+            if (name != flag.name) continue;
+            known = true;
+            if (equals != std::string_view::npos) {
+                *flag.into = arg.substr(equals + 1);
+            } else if (i + 1 < argc) {
+                *flag.into = argv[++i];
+            } else {
+                *error = std::string(name) + " needs a value";
                 return false;
             }
-            return true;
-        };
-        if (std::strcmp(arg, "--json") == 0) {
-            options->json = true;
-        } else if (std::strcmp(arg, "--full") == 0) {
-            options->full = true;
-        } else if (std::strcmp(arg, "--verbose") == 0) {
-            options->verbose = true;
-        } else if (std::strcmp(arg, "--help") == 0 || std::strcmp(arg, "-h") == 0) {
-            options->help = true;
-        } else if (std::strcmp(arg, "--settings") == 0) {
-            if (!takeValue(&options->settingsFile)) return false;
-        } else if (std::strcmp(arg, "--properties") == 0) {
-            if (!takeValue(&options->propertiesFile)) return false;
-        } else if (std::strcmp(arg, "--device-config") == 0) {
-            if (!takeValue(&options->deviceConfigFile)) return false;
-        } else if (std::strcmp(arg, "--state-dir") == 0) {
-            if (!takeValue(&options->stateDir)) return false;
-        } else if (std::strcmp(arg, "--at") == 0) {
-            std::string value;
-            if (!takeValue(&value)) return false;
-            std::chrono::seconds seconds{};
-            if (!parseSeconds(value.c_str(), &seconds)) {
-                *error = "--at needs a whole number of seconds (0 to " +
-                         std::to_string(maxSecondsBack()) + "), got '" + value + "'";
+            if (flag.into->empty()) {
+                *error = std::string(name) + " needs a non-empty value";
                 return false;
             }
-            options->at = seconds;
-        } else {
-            *error = std::string("unknown option '") + arg + "'";
+            atGiven = atGiven || flag.into == &atText;
+        }
+        if (!known) {
+            *error = "unknown option '" + std::string(arg) + "'";
             return false;
         }
     }
+    if (atGiven) {
+        std::chrono::seconds seconds{};
+        if (!parseSeconds(atText, &seconds)) {
+            *error = "--at needs a whole number of seconds, digits only (0 to " +
+                     std::to_string(maxSecondsBack()) + "), got '" + atText + "'";
+            return false;
+        }
+        options->at = seconds;
+    }
+    if (options->stateDir.empty()) options->stateDir = defaultStateDir();
     return true;
 }
 

@@ -9,7 +9,7 @@ namespace telemetrydump {
 // Exit codes of telemetry-settings-dump.
 enum ExitCode : int {
     kExitOk = 0,
-    kExitRuntimeError = 1,  // the library or a host service could not be set up
+    kExitRuntimeError = 1,  // set-up failed (library, host service, key-value store) or stdout
     kExitUsage = 2,         // unknown flag or bad flag value
     kExitBadInput = 3,      // a settings, property or device-config file is missing or malformed
 };
@@ -26,9 +26,13 @@ struct DumpOptions {
     bool help = false;
 };
 
-// Fills unset host paths with the shipped defaults. Returns false with a message on a bad
-// command line.
+// Parses the command line; file flags not given stay empty. Returns false with a one-line
+// message on a bad command line.
 bool parseOptions(int argc, char** argv, DumpOptions* options, std::string* error);
+
+// $XDG_STATE_HOME/telemetry-settings-dump when XDG_STATE_HOME is absolute, else
+// $HOME/.local/state/telemetry-settings-dump, else /tmp/telemetry-settings-dump.
+std::string defaultStateDir();
 
 std::string usageText(const char* program);
 

@@ -1,66 +1,28 @@
 #include "HostEnvironment.h"
 
+#include "InputFile.h"
+#include "ToolFiles.h"
+
 #include <binder/Binder.h>
 #include <binder/IServiceManager.h>
 #include <deviceconfig_host/HostDeviceConfigService.h>
-#include <hostproperties/PropertyFile.h>
+#include <hostproperties/PropertyStore.h>
+#include <settingsmodule_host/HostSettingsControl.h>
+#include <telemetry/settingsmanager/SettingsKeys.h>
 #include <utils/String16.h>
 
 #include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-
-#ifndef TELEMETRY_DUMP_MODULE_PATH
-#define TELEMETRY_DUMP_MODULE_PATH "libbasalt.halcyon.so"
-#endif
 
 namespace telemetrydump {
 namespace {
 
-// Checks a `key=value` file before a host service reads it, so that a bad line stops the
-// run with its file and line instead of being skipped with a log line.
-bool validateKeyValueFile(const std::string& path, bool namespacedKeys, std::string* error) {
-    // A directory opens as a stream but reads as empty, which would pass as an empty file.
-    std::error_code ec;
-    if (std::filesystem::is_directory(path, ec)) {
-        *error = path + ": cannot open: is a directory";
-        return false;
-    }
-    std::ifstream in(path);
-    if (!in) {
-        *error = path + ": cannot open: " + std::strerror(errno);
-        return false;
-    }
-    std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
-        size_t first = line.find_first_not_of(" \t\r");
-        if (first == std::string::npos || line[first] == '#') continue;
-        size_t equals = line.find('=');
-        std::string reason;
-        if (equals == std::string::npos) {
-            reason = "expected key=value";
-        } else if (line.find_first_not_of(" \t", first) == equals) {
-            reason = "empty key";
-        } else if (namespacedKeys) {
-            size_t slash = line.find('/', first);
-            if (slash == std::string::npos || slash > equals || slash == first ||
-                slash + 1 == equals) {
-                reason = "expected namespace/key=value";
-            }
-        }
-        if (!reason.empty()) {
-            *error = path;
-            *error += ":" + std::to_string(number) + ": " + reason;
-            return false;
-        }
-    }
-    return true;
-}
+using com::halcyon::deviceconfig::host::HostDeviceConfigService;
 
 bool makeDirectories(const std::string& path, std::string* error) {
     for (size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
@@ -79,45 +41,112 @@ bool makeDirectories(const std::string& path, std::string* error) {
     return true;
 }
 
+// The settings service keeps integers in 32 bits; a longer number would silently read as the
+// default. Text that is no number at all is left to the library, which answers the default.
+const char* checkSettingValue(const InputEntry& entry) {
+    using namespace Tamar::OS::Telemetry;
+    if (entry.key != kKeyManagedDevice && entry.key != kKeyCurrentUser) return nullptr;
+    const std::string& text = entry.value;
+    const size_t start = !text.empty() && (text[0] == '+' || text[0] == '-') ? 1 : 0;
+    if (text.size() == start || text.find_first_not_of("0123456789", start) != std::string::npos) {
+        return nullptr;
+    }
+    int32_t value = 0;
+    const char* begin = text.data() + (text[0] == '+' ? 1 : 0);
+    const auto parsed = std::from_chars(begin, text.data() + text.size(), value);
+    return parsed.ec == std::errc() ? nullptr : "number does not fit in 32 bits";
+}
+
+ExitCode readAll(const std::string& path, InputFormat format, std::vector<InputEntry>* entries,
+                 std::string* error) {
+    if (path.empty()) {
+        *error = "cannot find the example files installed with the tool; name every input "
+                 "file with --settings, --properties and --device-config";
+        return kExitRuntimeError;
+    }
+    return readInputFile(path, format, entries, error) ? kExitOk : kExitBadInput;
+}
+
 // Stands in for the platform's preferences system service: the settings manager only checks
 // that the name is registered before it reads the settings module.
 class PreferencesServicePlaceholder : public android::BBinder {};
 
 }  // namespace
 
-ExitCode prepareHostEnvironment(const DumpOptions& options, std::string* error) {
+ExitCode prepareHostEnvironment(const DumpOptions& given, DeviceConfigLookup* lookup,
+                                std::string* error) {
+    const ToolFiles files = findToolFiles();
+    DumpOptions options = given;
+    auto fallback = [&](std::string* path, const char* name) {
+        if (path->empty() && !files.defaultsDir.empty()) *path = files.defaultsDir + "/" + name;
+    };
+    fallback(&options.settingsFile, "settings.conf");
+    fallback(&options.propertiesFile, "properties.conf");
+    fallback(&options.deviceConfigFile, "deviceconfig.conf");
+
+    std::vector<InputEntry> properties;
+    std::vector<InputEntry> settings;
+    std::vector<InputEntry> remote;
+    for (auto [path, format, into] :
+         {std::tuple{&options.propertiesFile, InputFormat::kProperties, &properties},
+          std::tuple{&options.settingsFile, InputFormat::kSettings, &settings},
+          std::tuple{&options.deviceConfigFile, InputFormat::kDeviceConfig, &remote}}) {
+        if (ExitCode code = readAll(*path, format, into, error); code != kExitOk) return code;
+    }
+    for (const InputEntry& entry : settings) {
+        if (const char* reason = checkSettingValue(entry)) {
+            *error = options.settingsFile + ":" + std::to_string(entry.line) + ": " + reason;
+            return kExitBadInput;
+        }
+    }
+
     if (!makeDirectories(options.stateDir, error)) return kExitRuntimeError;
     setenv("KEYVALUE_STORE_DIR", options.stateDir.c_str(), 1);
 
-    auto properties = hostproperties::loadPropertyFile(options.propertiesFile);
-    if (!properties.opened || !properties.errors.empty()) {
-        *error = properties.errors.empty() ? options.propertiesFile + ": cannot open"
-                                           : properties.errors.front();
-        return kExitBadInput;
+    for (const InputEntry& entry : properties) {
+        if (!hostproperties::setProperty(entry.key, entry.value)) {
+            *error = options.propertiesFile + ":" + std::to_string(entry.line) +
+                     ": cannot set property";
+            return kExitBadInput;
+        }
     }
 
-    if (!validateKeyValueFile(options.settingsFile, false, error)) return kExitBadInput;
-    setenv("BASALT_SETTINGS_FILE", options.settingsFile.c_str(), 1);
+    // The module would otherwise seed itself from a file named in the environment.
+    unsetenv("BASALT_SETTINGS_FILE");
     // Loaded by path here; the library's later load by name then finds it by its soname.
     const char* modulePath = std::getenv("TELEMETRY_SETTINGS_MODULE");
-    if (modulePath == nullptr || *modulePath == '\0') modulePath = TELEMETRY_DUMP_MODULE_PATH;
-    if (dlopen(modulePath, RTLD_NOW) == nullptr) {
-        *error = std::string("cannot load the host settings module: ") + dlerror();
+    if (modulePath == nullptr || *modulePath == '\0') modulePath = files.settingsModule.c_str();
+    if (*modulePath == '\0' || dlopen(modulePath, RTLD_NOW) == nullptr) {
+        *error = std::string("cannot load the host settings module: ") +
+                 (*modulePath == '\0' ? "not found next to the tool" : dlerror());
+        return kExitRuntimeError;
+    }
+    const auto control = settingsmodule_host::HostSettingsControl::find();
+    if (!control) {
+        *error = "the host settings module has no control functions";
+        return kExitRuntimeError;
+    }
+    for (const InputEntry& entry : settings) control->set(entry.key.c_str(), entry.value.c_str());
+    // Nobody listens yet; draining now keeps these changes away from the manager's listeners.
+    if (!control->waitForNotifications()) {
+        *error = "the host settings module did not settle";
         return kExitRuntimeError;
     }
 
-    if (!validateKeyValueFile(options.deviceConfigFile, true, error)) return kExitBadInput;
-    using com::halcyon::deviceconfig::host::HostDeviceConfigService;
     android::sp<HostDeviceConfigService> deviceConfig = new HostDeviceConfigService();
-    if (!deviceConfig->loadFromFile(options.deviceConfigFile)) {
-        *error = options.deviceConfigFile + ": cannot open";
-        return kExitBadInput;
+    for (const InputEntry& entry : remote) {
+        const size_t slash = entry.key.find('/');
+        deviceConfig->setProperty(entry.key.substr(0, slash), entry.key.substr(slash + 1),
+                                  entry.value);
     }
     if (com::halcyon::deviceconfig::host::publishHostDeviceConfigService(deviceConfig) !=
         android::OK) {
         *error = "cannot register the host device-config service";
         return kExitRuntimeError;
     }
+    *lookup = [deviceConfig](const std::string& ns, const std::string& key) {
+        return deviceConfig->getProperty(ns, key);
+    };
     if (android::defaultServiceManager()->addService(android::String16("PreferencesService"),
                                                      new PreferencesServicePlaceholder()) !=
         android::OK) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DumpOptions.h"
+#include "SettingsSnapshot.h"
 
 #include <string>
 
@@ -8,8 +9,10 @@ namespace telemetrydump {
 
 // On a host, stands up what a device provides before the settings manager is first used:
 // the key-value store directory, system properties, the settings module seeded from a file,
-// an in-process device-config service and the "PreferencesService" registration.
+// an in-process device-config service and the "PreferencesService" registration. Each file
+// is read once. On success `lookup` answers what the device-config service holds.
 // Returns kExitOk, or another exit code with a message naming the file and line at fault.
-ExitCode prepareHostEnvironment(const DumpOptions& options, std::string* error);
+ExitCode prepareHostEnvironment(const DumpOptions& options, DeviceConfigLookup* lookup,
+                                std::string* error);
 
 }  // namespace telemetrydump

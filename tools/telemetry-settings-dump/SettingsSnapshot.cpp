@@ -1,6 +1,7 @@
 #include "SettingsSnapshot.h"
 
-#include <deviceconfig/DeviceConfig.h>
+#include "HistoryDump.h"
+
 #include <keyvalue/KeyValueStore.h>
 #include <telemetry/settingsmanager/RemoteConfigKeys.h>
 #include <telemetry/settingsmanager/SettingsKeys.h>
@@ -51,9 +52,7 @@ const GateConstant kGates[] = {
 #undef TELEMETRY_DUMP_GATE
 
 using Tamar::OS::Telemetry::kDeviceConfigNamespace;
-using Tamar::OS::Telemetry::kQosOverrideKey;
-using Tamar::OS::Telemetry::kTelemetryServiceSetting;
-using Tamar::OS::Telemetry::kTravelModeOverrideKey;
+using Tamar::OS::Telemetry::kRemoteStringKeys;
 
 AccountState accountStateAt(ITelemetrySettingsManager& manager,
                             const ITelemetrySettingsManager::TimePoint& t) {
@@ -73,34 +72,38 @@ std::vector<std::string> sorted(const Set& items) {
     return out;
 }
 
-// The remote strings the manager keeps but does not answer directly: read them where the
-// manager reads them, the device-config service first, then the key-value store copy.
-std::vector<RemoteString> otherRemoteStrings() {
-    const std::vector<std::string> keys = {vela::StatsdEventVerificationList, kQosOverrideKey,
-                                           kTravelModeOverrideKey};
+int64_t nanosSinceBoot(std::chrono::steady_clock::time_point t) {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(t.time_since_epoch()).count();
+}
+
+// The remote strings in force, each with where it came from. With a device-config service
+// the manager takes its value, or the built-in default when it holds none; without one the
+// manager keeps the key-value store's copy, and a copy equal to the default is shown as that.
+std::vector<RemoteString> remoteStrings(ITelemetrySettingsManager& manager,
+                                        const DeviceConfigLookup& deviceConfig) {
     std::vector<RemoteString> out;
-    com::halcyon::deviceconfig::DeviceConfig deviceConfig;
-    const bool serviceUp = deviceConfig.isDeviceConfigAvailable();
-    std::optional<com::halcyon::deviceconfig::Properties> remote;
-    if (serviceUp) {
-        remote = deviceConfig.getProperties(kDeviceConfigNamespace, {keys[0], keys[1], keys[2]});
-    }
-    KeyValueDispatch store(Store::Shared, kTelemetryServiceSetting,
-                           std::make_shared<StorageCache>());
-    for (const auto& key : keys) {
-        RemoteString entry{key, "", "built-in default"};
-        constexpr char kAbsent[] =
-                "\x01"
-                "absent";
-        std::string value = remote ? remote->getString(key, kAbsent) : kAbsent;
-        if (value != kAbsent) {
-            entry.value = value;
-            entry.source = "device-config service";
-        } else if (std::string stored = store.getValue(key, kAbsent); stored != kAbsent) {
-            entry.value = stored;
-            entry.source = "key-value store";
+    const KeyValueDispatch store(Store::Shared, Tamar::OS::Telemetry::kTelemetryServiceSetting,
+                                 std::make_shared<StorageCache>());
+    for (const auto& remote : kRemoteStringKeys) {
+        RemoteString entry{remote.key, remote.defaultValue, RemoteSource::kBuiltInDefault};
+        if (deviceConfig) {
+            if (auto served = deviceConfig(kDeviceConfigNamespace, remote.key)) {
+                entry.value = *served;
+                entry.source = RemoteSource::kDeviceConfigService;
+            }
+        } else {
+            entry.value = store.getValue(remote.key, remote.defaultValue);
+            if (entry.value != remote.defaultValue) entry.source = RemoteSource::kKeyValueStore;
         }
-        out.push_back(entry);
+        out.push_back(std::move(entry));
+    }
+    // The two strings the manager answers directly are taken from its answers.
+    for (auto& entry : out) {
+        if (entry.key == vela::TelemetryAllowedSDKEventsList) {
+            entry.value = manager.getTelemetryAllowedSDKEventsList();
+        } else if (entry.key == vela::RateLimiterConfig) {
+            entry.value = manager.getRateLimiterConfig();
+        }
     }
     return out;
 }
@@ -109,6 +112,7 @@ std::vector<RemoteString> otherRemoteStrings() {
 
 SettingsSnapshot collectSnapshot(ITelemetrySettingsManager& manager,
                                  const Tamar::OS::Telemetry::HistoryStoreManager& histories,
+                                 const DeviceConfigLookup& deviceConfig,
                                  const DumpOptions& options) {
     SettingsSnapshot s;
     // The first reading operation synchronises and records the account state, so "now" is
@@ -118,9 +122,26 @@ SettingsSnapshot collectSnapshot(ITelemetrySettingsManager& manager,
     s.telemetryDeviceId = manager.getTelemetryDeviceId();
     s.kestrelDeviceId = manager.getKestrelDeviceId();
     s.now = accountStateAt(manager, now);
+
+    s.historiesText = histories.dump();
+    const int64_t nowNs = nanosSinceBoot(now);
+    s.histories = parseHistoryDump(s.historiesText, nowNs / 3'600'000'000'000 + 1);
+    for (const History& history : s.histories) {
+        if (history.entries.empty()) continue;
+        const int64_t age = nowNs - history.entries.front().timeNs;
+        s.oldestHistoryAgeNs = std::max(s.oldestHistoryAgeNs.value_or(0), age);
+    }
     if (options.at) {
         s.earlierSecondsAgo = options.at->count();
-        s.earlier = accountStateAt(manager, now - *options.at);
+        // Only an instant that every account-state history covers has a recorded answer;
+        // before that the manager would answer its defaults, which are no state at all.
+        const auto then = now - *options.at;
+        const auto covered =
+                parseHistoryDump(histories.dump(std::nullopt, then), nowNs / 3'600'000'000'000 + 1);
+        const bool reaches = !covered.empty() &&
+                             std::all_of(covered.begin(), covered.end(),
+                                         [](const History& h) { return !h.entries.empty(); });
+        if (reaches) s.earlier = accountStateAt(manager, then);
     }
     s.nuxCompleted = manager.getIsNuxCompleted();
     s.logLevel = manager.getTelemetryLogLevel();
@@ -135,12 +156,7 @@ SettingsSnapshot collectSnapshot(ITelemetrySettingsManager& manager,
         s.gates.push_back({gate.constantName, gate.gate, manager.getGKFlag(gate.gate)});
     }
     s.userDevBuild = manager.getIsUserDevBuild();
-
-    s.remoteStrings.push_back({vela::TelemetryAllowedSDKEventsList,
-                               manager.getTelemetryAllowedSDKEventsList(), "settings manager"});
-    s.remoteStrings.push_back(
-            {vela::RateLimiterConfig, manager.getRateLimiterConfig(), "settings manager"});
-    for (auto& entry : otherRemoteStrings()) s.remoteStrings.push_back(std::move(entry));
+    s.remoteStrings = remoteStrings(manager, deviceConfig);
 
     auto [verificationOn, events] = manager.getVerificationStatus();
     s.verificationEnabled = verificationOn;
@@ -152,7 +168,6 @@ SettingsSnapshot collectSnapshot(ITelemetrySettingsManager& manager,
     s.lowLatencyAllowList = sorted(manager.getLowLatencyAllowList());
     s.uploadEnabled = manager.isUploadEnabled();
     s.sessionId = manager.getNTSessionId();
-    s.histories = histories.dump();
     return s;
 }
 

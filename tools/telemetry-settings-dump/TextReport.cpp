@@ -1,5 +1,7 @@
 #include "Reports.h"
 
+#include "Utf8Text.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <sstream>
@@ -14,7 +16,27 @@ const char* yesNo(bool value) {
 }
 
 std::string optionalText(const std::optional<std::string>& value) {
-    return value ? *value : "(none)";
+    if (!value) return "(none)";
+    return value->empty() ? "\"\"" : escapeForTerminal(*value);
+}
+
+const char* sourceText(RemoteSource source) {
+    switch (source) {
+        case RemoteSource::kDeviceConfigService:
+            return "from the device-config service";
+        case RemoteSource::kKeyValueStore:
+            return "from the key-value store copy (no device-config service)";
+        case RemoteSource::kBuiltInDefault:
+            break;
+    }
+    return "built-in default";
+}
+
+// Seconds with millisecond precision, for ages of history entries.
+std::string secondsText(int64_t nanos) {
+    std::ostringstream out;
+    out << std::fixed << std::setprecision(3) << static_cast<double>(nanos) / 1e9;
+    return out.str();
 }
 
 std::string joined(const std::vector<std::string>& items) {
@@ -22,15 +44,16 @@ std::string joined(const std::vector<std::string>& items) {
     std::string out;
     for (const auto& item : items) {
         if (!out.empty()) out += ", ";
-        out += item.empty() ? "\"\"" : item;
+        out += item.empty() ? "\"\"" : escapeForTerminal(item);
     }
     return out;
 }
 
 std::string shortened(const std::string& value, bool full) {
     if (value.empty()) return "(empty)";
-    if (full || value.size() <= kShortLength) return value;
-    return value.substr(0, kShortLength - 3) + "... (" + std::to_string(value.size()) + " chars)";
+    if (full || value.size() <= kShortLength) return escapeForTerminal(value);
+    return escapeForTerminal(utf8Prefix(value, kShortLength - 3)) + "... (" +
+           std::to_string(value.size()) + " bytes)";
 }
 
 // A titled block of label/value rows, values aligned one column past the longest label.
@@ -39,14 +62,22 @@ public:
     Section(std::ostringstream& out, const std::string& title) : out_(out), title_(title) {}
     ~Section() {
         size_t width = 0;
-        for (const auto& row : rows_) width = std::max(width, row.first.size());
+        for (const auto& [label, value] : rows_) {
+            if (!value.empty()) width = std::max(width, label.size());
+        }
         out_ << title_ << "\n";
         for (const auto& [label, value] : rows_) {
+            if (value.empty()) {
+                out_ << "  " << label << "\n";
+                continue;
+            }
             out_ << "  " << std::left << std::setw(static_cast<int>(width + 2)) << label << value
                  << "\n";
         }
         out_ << "\n";
     }
+    // A line of its own, not aligned with the rows.
+    void note(const std::string& text) { rows_.emplace_back(text, ""); }
     template <typename T>
     void row(const std::string& label, const T& value) {
         std::ostringstream text;
@@ -85,10 +116,16 @@ std::string renderText(const SettingsSnapshot& s, bool full) {
         Section section(out, "Account state now");
         accountRows(section, s.now);
     }
-    if (s.earlier) {
+    if (s.earlierSecondsAgo) {
         std::string title = "Account state " + std::to_string(*s.earlierSecondsAgo) + " s ago";
         Section section(out, title);
-        accountRows(section, *s.earlier);
+        if (s.earlier) {
+            accountRows(section, *s.earlier);
+        } else {
+            section.note("unknown: no history reaches back that far (oldest entry " +
+                         (s.oldestHistoryAgeNs ? secondsText(*s.oldestHistoryAgeNs) + " s old)"
+                                               : std::string("missing)")));
+        }
     }
     {
         Section section(out, "Preferences");
@@ -107,7 +144,7 @@ std::string renderText(const SettingsSnapshot& s, bool full) {
         Section section(out, "Remote configuration");
         for (const auto& remote : s.remoteStrings) {
             section.row(remote.key, shortened(remote.value, full));
-            section.row("", "  from " + remote.source);
+            section.row("", std::string("  ") + sourceText(remote.source));
         }
     }
     {
@@ -124,9 +161,9 @@ std::string renderText(const SettingsSnapshot& s, bool full) {
     {
         Section section(out, "Upload");
         section.row("upload enabled", yesNo(s.uploadEnabled));
-        section.row("session id", s.sessionId.empty() ? "(none)" : s.sessionId);
+        section.row("session id", s.sessionId.empty() ? "(none)" : escapeForTerminal(s.sessionId));
     }
-    out << "Account-state histories\n" << s.histories;
+    out << "Account-state histories\n" << s.historiesText;
     return out.str();
 }
 
