@@ -113,6 +113,8 @@ public:
         for (const std::string& key : all.getKeys()) deviceConfig_[key] = all.getString(key, "");
     }
 
+    // The lines for one change, with its old value filled in; empty when the value is the
+    // one already known.
     std::string describe(Change& change) {
         const char* source = "property";
         if (change.source == Change::Source::kSetting) {
@@ -123,11 +125,19 @@ public:
             change.previous = std::exchange(deviceConfig_[change.key], change.value);
             change.key = std::string(kDeviceConfigNamespace) + "/" + change.key;
         }
+        const char* history = historyOf(change.key);
+        // A settings object announces every watched key again when it reconnects to a
+        // restarted device; the manager then records its state anew, which is no change.
+        if (change.previous == change.value) {
+            if (change.source == Change::Source::kSetting && history != nullptr) {
+                histories_.newEntries(history);
+            }
+            return {};
+        }
         const std::string time = clockText(change.arrived);
         std::string text = time + " " + source + " " + escapeForTerminal(change.key) + ": " +
                            valueText(change.previous, full_) + " -> " +
                            valueText(change.value, full_) + "\n";
-        const char* history = historyOf(change.key);
         if (change.source != Change::Source::kSetting || history == nullptr) return text;
         for (const HistoryEntry& entry : histories_.newEntries(history)) {
             text += time + "   history entry " + history + ": user " + std::to_string(entry.user) +
@@ -169,7 +179,8 @@ ExitCode watchChanges(const HistoryStoreManager& histories, const std::string& w
                     error);
     for (bool stop = false; ok && !stop;) {
         for (Change& change : queue->take(&stop)) {
-            if (ok) ok = write(printer.describe(change), error);
+            const std::string text = printer.describe(change);
+            if (ok && !text.empty()) ok = write(text, error);
         }
     }
     properties.stop();

@@ -89,9 +89,10 @@ JSON: a string that is not valid UTF-8 holds one character U+00XX per byte (deco
 Latin-1 to get the bytes back) and its JSON pointer is listed in "latin1_strings".
 
 Exit codes:
-  0  success
-  1  set-up failed (library, host service, key-value store) or stdout could not be written
-  2  bad command line
+  0  success (--watch: stopped by SIGINT or SIGTERM)
+  1  set-up failed (library, host service, key-value store, no host device answering) or
+     stdout could not be written
+  2  bad command line, or a private-device flag while HALCYON_HOST_DEVICE is set
   3  an input file is missing or malformed (the message names the file and line)
 )";
     return text;
