@@ -166,7 +166,10 @@ ExitCode watchChanges(const HistoryStoreManager& histories, const std::string& w
         return kExitRuntimeError;
     }
     com::halcyon::deviceconfig::DeviceConfig deviceConfig;
-    auto deviceConfigSource = std::make_shared<DeviceConfigSource>(*queue);
+    // A registered listener and its binder-side object keep each other alive for the rest of
+    // the process; held from here they stay reachable rather than leaked.
+    static const auto& deviceConfigSource =
+            *new std::shared_ptr<DeviceConfigSource>(std::make_shared<DeviceConfigSource>(*queue));
     deviceConfig.addOnPropertiesChangeListener(kDeviceConfigNamespace, deviceConfigSource);
     PropertyFollower properties(*queue);
     properties.start();
