@@ -46,7 +46,9 @@ std::string usageText(const char* program) {
     text += program;
     text += R"( [options]
 
-Prints everything the telemetry settings manager answers in this process.
+Prints everything the telemetry settings manager answers in this process: on a host device
+(HALCYON_HOST_DEVICE names its directory) the device's state, otherwise a private device
+seeded from files.
 
 Options (a value may also be given as --option=value):
   --json                 print one JSON document instead of aligned text
@@ -54,9 +56,16 @@ Options (a value may also be given as --option=value):
   --at SECONDS           also answer the account state SECONDS (digits only) before now;
                          when no history reaches back that far the report says so (JSON null)
   --verbose              show the library's own log lines (debug and above) on stderr
+  --watch                keep running and print each change of settings, device-config
+                         namespace halcyon_shared_os_services and system properties as it
+                         arrives (time, source, key, old -> new, the history entry recorded);
+                         on SIGINT or SIGTERM print the account-state histories and exit 0.
+                         Without a host device only this process's own changes could appear.
+                         Not with --json or --at
   --help                 print this text and exit
 
-Host runs only (on a device the real services are used):
+Private host device only (on a device the real services are used; with a host device these
+flags are a usage error, since the device's own state is read and its key-value store used):
   --settings FILE        seed the host settings module from FILE (key=value lines)
   --properties FILE      load system properties from FILE (key=value lines, or
                          [key]: [value] lines as getprop prints them)
@@ -80,9 +89,10 @@ JSON: a string that is not valid UTF-8 holds one character U+00XX per byte (deco
 Latin-1 to get the bytes back) and its JSON pointer is listed in "latin1_strings".
 
 Exit codes:
-  0  success
-  1  set-up failed (library, host service, key-value store) or stdout could not be written
-  2  bad command line
+  0  success (--watch: stopped by SIGINT or SIGTERM)
+  1  set-up failed (library, host service, key-value store, no host device answering) or
+     stdout could not be written
+  2  bad command line, or a private-device flag while HALCYON_HOST_DEVICE is set
   3  an input file is missing or malformed (the message names the file and line)
 )";
     return text;
@@ -107,8 +117,8 @@ bool parseOptions(int argc, char** argv, DumpOptions* options, std::string* erro
     };
     const SwitchFlag switches[] = {
             {"--json", &options->json},       {"--full", &options->full},
-            {"--verbose", &options->verbose}, {"--help", &options->help},
-            {"-h", &options->help},
+            {"--verbose", &options->verbose}, {"--watch", &options->watch},
+            {"--help", &options->help},       {"-h", &options->help},
     };
 
     bool atGiven = false;
@@ -141,6 +151,9 @@ bool parseOptions(int argc, char** argv, DumpOptions* options, std::string* erro
                 return false;
             }
             atGiven = atGiven || flag.into == &atText;
+            if (flag.into != &atText && options->privateDeviceFlag.empty()) {
+                options->privateDeviceFlag = name;
+            }
         }
         if (!known) {
             *error = "unknown option '" + std::string(arg) + "'";
@@ -155,6 +168,10 @@ bool parseOptions(int argc, char** argv, DumpOptions* options, std::string* erro
             return false;
         }
         options->at = seconds;
+    }
+    if (options->watch && (options->json || atGiven)) {
+        *error = "--watch prints text as changes arrive; it takes neither --json nor --at";
+        return false;
     }
     if (options->stateDir.empty()) options->stateDir = defaultStateDir();
     return true;

@@ -10,7 +10,7 @@ namespace telemetrydump {
 enum ExitCode : int {
     kExitOk = 0,
     kExitRuntimeError = 1,  // set-up failed (library, host service, key-value store) or stdout
-    kExitUsage = 2,         // unknown flag or bad flag value
+    kExitUsage = 2,         // unknown flag, bad flag value, or a flag the run cannot use
     kExitBadInput = 3,      // a settings, property or device-config file is missing or malformed
 };
 
@@ -23,6 +23,8 @@ struct DumpOptions {
     bool full = false;                       // print remote configuration strings whole
     bool json = false;                       // one JSON document instead of aligned text
     bool verbose = false;                    // let the library's own log lines through
+    bool watch = false;                      // print changes as they arrive until a signal
+    std::string privateDeviceFlag;           // the first of the four host flags above given
     bool help = false;
 };
 

@@ -5,6 +5,8 @@
 
 #include <binder/Binder.h>
 #include <binder/IServiceManager.h>
+#include <binder_host/HostBinder.h>
+#include <deviceconfig/DeviceConfig.h>
 #include <deviceconfig_host/HostDeviceConfigService.h>
 #include <hostproperties/PropertyStore.h>
 #include <settingsmodule_host/HostSettingsControl.h>
@@ -18,6 +20,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 namespace telemetrydump {
 namespace {
@@ -67,6 +70,50 @@ ExitCode readAll(const std::string& path, InputFormat format, std::vector<InputE
     return readInputFile(path, format, entries, error) ? kExitOk : kExitBadInput;
 }
 
+// Loaded by path here; the library's later load by name then finds it by its soname.
+bool loadSettingsModule(const ToolFiles& files, std::string* error) {
+    const char* modulePath = std::getenv("TELEMETRY_SETTINGS_MODULE");
+    if (modulePath == nullptr || *modulePath == '\0') modulePath = files.settingsModule.c_str();
+    if (*modulePath == '\0' || dlopen(modulePath, RTLD_NOW) == nullptr) {
+        *error = std::string("cannot load the host settings module: ") +
+                 (*modulePath == '\0' ? "not found next to the tool" : dlerror());
+        return false;
+    }
+    return true;
+}
+
+// A client of the host device in `dir`, like any other process of it: nothing is seeded, the
+// key-value store is the device's.
+ExitCode joinHostDevice(const DumpOptions& options, const std::string& dir,
+                        DeviceConfigLookup* lookup, std::string* error) {
+    if (!options.privateDeviceFlag.empty()) {
+        *error = options.privateDeviceFlag + " sets up a private device; with " +
+                 "HALCYON_HOST_DEVICE set the tool reads the host device in " + dir +
+                 " (unset HALCYON_HOST_DEVICE to use the flag)";
+        return kExitUsage;
+    }
+    if (!loadSettingsModule(findToolFiles(), error)) return kExitRuntimeError;
+    const android::sp<android::IServiceManager> services = android::defaultServiceManager();
+    for (const char* name : {Tamar::OS::Telemetry::kPreferencesServiceName,
+                             com::halcyon::deviceconfig::host::kDeviceConfigServiceName}) {
+        if (services == nullptr || services->checkService(android::String16(name)) == nullptr) {
+            *error = std::string("no host device answers in ") + dir + " (" + name +
+                     " is not running; start the device with 'halcyon-hostdevice start " + dir +
+                     "')";
+            return kExitRuntimeError;
+        }
+    }
+    auto deviceConfig = std::make_shared<com::halcyon::deviceconfig::DeviceConfig>();
+    *lookup = [deviceConfig](const std::string& ns,
+                             const std::string& key) -> std::optional<std::string> {
+        const auto properties = deviceConfig->getProperties(ns, {key});
+        const auto keys = properties.getKeys();
+        if (keys.empty()) return std::nullopt;
+        return properties.getString(key, "");
+    };
+    return kExitOk;
+}
+
 // Stands in for the platform's preferences system service: the settings manager only checks
 // that the name is registered before it reads the settings module.
 class PreferencesServicePlaceholder : public android::BBinder {};
@@ -75,6 +122,10 @@ class PreferencesServicePlaceholder : public android::BBinder {};
 
 ExitCode prepareHostEnvironment(const DumpOptions& given, DeviceConfigLookup* lookup,
                                 std::string* error) {
+    if (const char* dir = std::getenv(android::hostbinder::kHostDeviceEnv);
+        dir != nullptr && *dir != '\0') {
+        return joinHostDevice(given, dir, lookup, error);
+    }
     const ToolFiles files = findToolFiles();
     DumpOptions options = given;
     auto fallback = [&](std::string* path, const char* name) {
@@ -113,14 +164,7 @@ ExitCode prepareHostEnvironment(const DumpOptions& given, DeviceConfigLookup* lo
 
     // The module would otherwise seed itself from a file named in the environment.
     unsetenv("BASALT_SETTINGS_FILE");
-    // Loaded by path here; the library's later load by name then finds it by its soname.
-    const char* modulePath = std::getenv("TELEMETRY_SETTINGS_MODULE");
-    if (modulePath == nullptr || *modulePath == '\0') modulePath = files.settingsModule.c_str();
-    if (*modulePath == '\0' || dlopen(modulePath, RTLD_NOW) == nullptr) {
-        *error = std::string("cannot load the host settings module: ") +
-                 (*modulePath == '\0' ? "not found next to the tool" : dlerror());
-        return kExitRuntimeError;
-    }
+    if (!loadSettingsModule(files, error)) return kExitRuntimeError;
     const auto control = settingsmodule_host::HostSettingsControl::find();
     if (!control) {
         *error = "the host settings module has no control functions";

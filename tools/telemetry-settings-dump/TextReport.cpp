@@ -49,13 +49,6 @@ std::string joined(const std::vector<std::string>& items) {
     return out;
 }
 
-std::string shortened(const std::string& value, bool full) {
-    if (value.empty()) return "(empty)";
-    if (full || value.size() <= kShortLength) return escapeForTerminal(value);
-    return escapeForTerminal(utf8Prefix(value, kShortLength - 3)) + "... (" +
-           std::to_string(value.size()) + " bytes)";
-}
-
 // A titled block of label/value rows, values aligned one column past the longest label.
 class Section {
 public:
@@ -100,6 +93,13 @@ void accountRows(Section& section, const AccountState& state) {
 
 }  // namespace
 
+std::string shortenedText(const std::string& value, bool full) {
+    if (value.empty()) return "(empty)";
+    if (full || value.size() <= kShortLength) return escapeForTerminal(value);
+    return escapeForTerminal(utf8Prefix(value, kShortLength - 3)) + "... (" +
+           std::to_string(value.size()) + " bytes)";
+}
+
 std::string renderText(const SettingsSnapshot& s, bool full) {
     std::ostringstream out;
     {
@@ -143,7 +143,7 @@ std::string renderText(const SettingsSnapshot& s, bool full) {
     {
         Section section(out, "Remote configuration");
         for (const auto& remote : s.remoteStrings) {
-            section.row(remote.key, shortened(remote.value, full));
+            section.row(remote.key, shortenedText(remote.value, full));
             section.row("", std::string("  ") + sourceText(remote.source));
         }
     }

@@ -1,6 +1,7 @@
 // telemetry-settings-dump: prints everything the telemetry settings manager answers in this
-// process, as aligned text or as one JSON document.
+// process, as aligned text or as one JSON document, or watches the changes as they arrive.
 
+#include "ChangeWatch.h"
 #include "DumpOptions.h"
 #include "HostEnvironment.h"
 #include "LibraryLog.h"
@@ -12,6 +13,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -28,14 +30,32 @@ int fail(ExitCode code, const std::string& message) {
 }
 
 // Writes all of `text` to stdout; a full disk or closed pipe is an error, not a short report.
-int writeStdout(const std::string& text) {
+bool writeStdout(const std::string& text, std::string* error) {
     errno = 0;
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
     if (!written || std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        return fail(kExitRuntimeError, std::string("cannot write to stdout: ") +
-                                               (errno != 0 ? std::strerror(errno) : "write error"));
+        *error = std::string("cannot write to stdout: ") +
+                 (errno != 0 ? std::strerror(errno) : "write error");
+        return false;
     }
-    return kExitOk;
+    return true;
+}
+
+int report(const std::string& text) {
+    std::string error;
+    return writeStdout(text, &error) ? kExitOk : fail(kExitRuntimeError, error);
+}
+
+// The directory of the host device this process joined, or null.
+const char* hostDeviceDir() {
+    const char* dir = std::getenv("HALCYON_HOST_DEVICE");
+    return dir != nullptr && *dir != '\0' ? dir : nullptr;
+}
+
+// What a watch follows: the host device this process joined, or this process alone.
+std::string watchedDevice() {
+    if (const char* dir = hostDeviceDir()) return std::string("the host device in ") + dir;
+    return "this process (no host device: only the tool's own changes can appear)";
 }
 
 }  // namespace
@@ -47,7 +67,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s: %s\ntry '%s --help'\n", kToolName, error.c_str(), argv[0]);
         return kExitUsage;
     }
-    if (options.help) return writeStdout(usageText(argv[0]));
+    if (options.help) return report(usageText(argv[0]));
     routeLibraryLog(options.verbose);
 
     DeviceConfigLookup deviceConfig;
@@ -60,12 +80,26 @@ int main(int argc, char** argv) {
     auto manager = Tamar::OS::Telemetry::TelemetrySettingsManager::instance();
     auto histories = std::make_shared<Tamar::OS::Telemetry::HistoryStoreManager>();
     manager->setHistoryStoreManager(histories);
-    const SettingsSnapshot snapshot = collectSnapshot(*manager, *histories, deviceConfig, options);
+    SettingsSnapshot snapshot;
+    if (options.watch) {
+        // The first reading operation synchronises the manager and registers its listeners.
+        manager->isTelemetryEnabled();
+    } else {
+        snapshot = collectSnapshot(*manager, *histories, deviceConfig, options);
+    }
 
     // The store answers failures with defaults; a report made of those would look like state.
     if (auto storeError = firstKeyValueStoreError()) {
-        return fail(kExitRuntimeError, "the key-value store in " + options.stateDir +
-                                               " cannot be used: " + *storeError);
+        const std::string store = hostDeviceDir() != nullptr
+                                          ? std::string("of the host device in ") + hostDeviceDir()
+                                          : "in " + options.stateDir;
+        return fail(kExitRuntimeError,
+                    "the key-value store " + store + " cannot be used: " + *storeError);
     }
-    return writeStdout(options.json ? renderJson(snapshot) : renderText(snapshot, options.full));
+    if (options.watch) {
+        const ExitCode code =
+                watchChanges(*histories, watchedDevice(), options.full, writeStdout, &error);
+        return code == kExitOk ? kExitOk : fail(code, error);
+    }
+    return report(options.json ? renderJson(snapshot) : renderText(snapshot, options.full));
 }
