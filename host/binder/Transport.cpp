@@ -2,7 +2,6 @@
 
 #include "Transport.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -456,24 +455,6 @@ sp<BpBinder> Transport::proxyForLocked(const std::shared_ptr<Peer>& peer, uint64
         node->proxy = proxy;
     }
     return proxy;
-}
-
-bool RemoteNode::isDead() {
-    if (peer->dead.load(std::memory_order_acquire)) return true;
-    return !Transport::get()->checkAlive(peer);
-}
-
-bool Transport::checkAlive(const std::shared_ptr<Peer>& peer) {
-    bool ended = false;
-    {
-        std::lock_guard<std::mutex> guard(peer->lock);
-        if (peer->control >= 0) {
-            pollfd event{peer->control, POLLIN | POLLRDHUP, 0};
-            ended = ::poll(&event, 1, 0) == 1 && event.revents != 0;
-        }
-    }
-    if (ended) peerGone(peer->pid, nullptr);
-    return !peer->dead.load(std::memory_order_acquire);
 }
 
 RemoteNode::~RemoteNode() {

@@ -76,9 +76,7 @@ public:
     ~RemoteNode() override;
 
     uint32_t handle() const override { return mHandle; }
-    // Also notices an end of the peer that its watcher has not handled yet, so every process
-    // that asks after a death agrees with the first one that saw it.
-    bool isDead() override;
+    bool isDead() override { return peer->dead.load(std::memory_order_acquire); }
     status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override;
 
     const std::shared_ptr<Peer> peer;
@@ -111,8 +109,6 @@ public:
     size_t nodeCount();
 
     void releaseRemote(RemoteNode& node);
-    // False once the peer is gone, including an end of its channel not yet handled.
-    bool checkAlive(const std::shared_ptr<Peer>& peer);
 
 private:
     struct Conn {
