@@ -22,7 +22,8 @@ BpBinder* BpBinder::remoteBinder() {
 }
 
 uint32_t BpBinder::handle() const {
-    return mTarget->handle();
+    const std::shared_ptr<hostbinder::ProxyTarget> target = mTarget;
+    return target->handle();
 }
 
 int16_t BpBinder::stability() const {
@@ -35,14 +36,18 @@ status_t BpBinder::setStability(int16_t level) {
     return current == level ? OK : BAD_TYPE;
 }
 
+// The calls below hold their own reference to the target, so its lifetime never depends on
+// libutils' (uninstrumented) reference count of this proxy alone.
 bool BpBinder::isBinderAlive() const {
-    return !mTarget->isDead();
+    const std::shared_ptr<hostbinder::ProxyTarget> target = mTarget;
+    return !target->isDead();
 }
 
 status_t BpBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
     // FLAG_PRIVATE_VENDOR never reaches the kernel.
     flags &= ~static_cast<uint32_t>(FLAG_PRIVATE_VENDOR);
-    return mTarget->transact(code, data, reply, flags);
+    const std::shared_ptr<hostbinder::ProxyTarget> target = mTarget;
+    return target->transact(code, data, reply, flags);
 }
 
 status_t BpBinder::pingBinder() {
@@ -79,7 +84,8 @@ status_t BpBinder::dump(int /*fd*/, const Vector<String16>& /*args*/) {
 status_t BpBinder::linkToDeath(const sp<DeathRecipient>& recipient, void* cookie, uint32_t flags) {
     if (recipient == nullptr) return BAD_VALUE;
     std::lock_guard<std::mutex> guard(mLock);
-    if (mObitsSent || mTarget->isDead()) return DEAD_OBJECT;
+    const std::shared_ptr<hostbinder::ProxyTarget> target = mTarget;
+    if (mObitsSent || target->isDead()) return DEAD_OBJECT;
     mObituaries.push_back({recipient, cookie, flags});
     return OK;
 }

@@ -44,9 +44,11 @@ inline std::vector<uint8_t> transactionFrame(uint32_t command, std::vector<uint8
     std::memcpy(frame.data() + 8,
                 command == wire::kTransaction ? static_cast<const void*>(&transaction) : &reply,
                 head);
-    std::memcpy(frame.data() + 8 + head, data.data(), data.size());
-    std::memcpy(frame.data() + 8 + head + padded, objects.data(),
-                objects.size() * sizeof(wire::WireObject));
+    if (!data.empty()) std::memcpy(frame.data() + 8 + head, data.data(), data.size());
+    if (!objects.empty()) {
+        std::memcpy(frame.data() + 8 + head + padded, objects.data(),
+                    objects.size() * sizeof(wire::WireObject));
+    }
     return frame;
 }
 

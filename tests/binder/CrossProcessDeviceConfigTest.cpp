@@ -95,8 +95,8 @@ TEST(CrossProcessDeviceConfig, ReadsListensAndReconnectsAcrossServiceProcesses) 
             [&](const android::sp<IDeviceConfig>&) { ++connected; }, [&] { ++disconnected; });
     EXPECT_EQ(1, connected.load());
     service->kill();
-    EXPECT_TRUE(waitUntil([&] { return client.getService() == nullptr; }, 30s));
-    EXPECT_EQ(1, disconnected.load());
+    EXPECT_TRUE(waitUntil([&] { return disconnected.load() == 1; }, 30s));
+    EXPECT_EQ(nullptr, client.getService());
     EXPECT_EQ("default", config.getProperties("ns", {"key"}).getString("key", "default"));
 
     service = startService("ns/key=three");

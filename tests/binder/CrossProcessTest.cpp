@@ -164,15 +164,15 @@ TEST(CrossProcess, NestedCallsAreServedOnTheWaitingThreadAndOneWayCallsInOrder) 
 TEST(CrossProcess, TransactionsOverTheBufferFailAndDeliverNothing) {
     Echo echo;
     ASSERT_NE(nullptr, echo.binder);
-    std::vector<uint8_t> bytes(wire::kMaxTransactionBytes, 0x5a);
+    const std::vector<uint8_t> bytes(wire::kMaxTransactionBytes + 4, 0x5a);
     Parcel fits;
-    fits.write(bytes.data(), bytes.size());
+    fits.write(bytes.data(), wire::kMaxTransactionBytes);
     Parcel reply;
     ASSERT_EQ(android::OK, echo.call(kSize, fits, &reply));
-    EXPECT_EQ(static_cast<int32_t>(bytes.size()), reply.readInt32());
+    EXPECT_EQ(static_cast<int32_t>(wire::kMaxTransactionBytes), reply.readInt32());
 
     Parcel tooBig;
-    tooBig.write(bytes.data(), bytes.size() + 4);
+    tooBig.write(bytes.data(), bytes.size());
     EXPECT_EQ(android::FAILED_TRANSACTION, echo.call(kSize, tooBig, &reply));
     Parcel none;
     Parcel records;

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,6 +35,7 @@ public:
         if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) return;
         mPid = fork();
         if (mPid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlives a test that was cut short
             dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             execv(args[0], args.data());
