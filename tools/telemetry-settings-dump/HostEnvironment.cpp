@@ -97,9 +97,10 @@ ExitCode joinHostDevice(const DumpOptions& options, const std::string& dir,
     for (const char* name : {Tamar::OS::Telemetry::kPreferencesServiceName,
                              com::halcyon::deviceconfig::host::kDeviceConfigServiceName}) {
         if (services == nullptr || services->checkService(android::String16(name)) == nullptr) {
-            *error = std::string("no host device answers in ") + dir + " (" + name +
-                     " is not running; start the device with 'halcyon-hostdevice start " + dir +
-                     "')";
+            *error = "no host device answers in ";
+            error->append(dir).append(" (").append(name);
+            error->append(" is not running; start the device with 'halcyon-hostdevice start ");
+            error->append(dir).append("')");
             return kExitRuntimeError;
         }
     }
