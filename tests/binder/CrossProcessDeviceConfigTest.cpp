@@ -166,7 +166,8 @@ TEST(CrossProcessDeviceConfig, ADeathStormLeavesReadersAnsweringAndNothingBehind
                 seconds, reads.load(), served.load());
 
     EXPECT_TRUE(waitUntil([] { return android::hostbinder::nodeCount() == 0; }, 30s));
-    EXPECT_TRUE(waitUntil([&] { return openDescriptors() == descriptorsBefore; }, 30s))
+    // A connection the client had before the storm may since have closed; none may be left over.
+    EXPECT_TRUE(waitUntil([&] { return openDescriptors() <= descriptorsBefore; }, 30s))
             << openDescriptors() << " descriptors open, " << descriptorsBefore << " before";
 }
 
