@@ -2,6 +2,7 @@
 
 #include "Transport.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -455,6 +456,33 @@ sp<BpBinder> Transport::proxyForLocked(const std::shared_ptr<Peer>& peer, uint64
         node->proxy = proxy;
     }
     return proxy;
+}
+
+bool Transport::checkAlive(BpBinder& proxy) {
+    const std::shared_ptr<ProxyTarget> target = proxy.mTarget;
+    auto* const remote = dynamic_cast<RemoteNode*>(target.get());
+    if (remote == nullptr) return !target->isDead();
+    const std::shared_ptr<Peer>& peer = remote->peer;
+    if (peer->dead.load(std::memory_order_acquire)) return false;
+    bool ended = false;
+    {
+        std::lock_guard<std::mutex> guard(peer->lock);
+        if (peer->control >= 0) {
+            pollfd event{peer->control, POLLIN | POLLRDHUP, 0};
+            // Any event counts: the owner never writes on this channel while it lives.
+            ended = ::poll(&event, 1, 0) == 1 && event.revents != 0;
+        }
+    }
+    if (ended) {
+        bool current = false;
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            auto it = mPeers.find(peer->pid);
+            current = it != mPeers.end() && it->second == peer;
+        }
+        if (current) peerGone(peer->pid, nullptr);
+    }
+    return !peer->dead.load(std::memory_order_acquire);
 }
 
 RemoteNode::~RemoteNode() {

@@ -109,6 +109,10 @@ public:
     size_t nodeCount();
 
     void releaseRemote(RemoteNode& node);
+    // Whether the owner of `proxy` is still there; an end of its ordered channel that the
+    // watcher has not handled yet cuts the owner off at once. Never called with the proxy's
+    // own lock held (cutting off takes it to collect the death notices).
+    bool checkAlive(BpBinder& proxy);
 
 private:
     struct Conn {
