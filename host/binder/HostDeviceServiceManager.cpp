@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <vector>
 
 #include <binder/IPCThreadState.h>
 #include <binder/Parcel.h>
@@ -74,27 +75,38 @@ protected:
             return reply->writeNoException();
         }
         sp<IBinder> found;
+        std::vector<sp<IBinder>> dropped;  // released after the lock
         {
             std::unique_lock<std::mutex> lock(mLock);
             const auto lookup = [&] {
                 auto it = mServices.find(name);
                 if (it == mServices.end()) return false;
+                // A caller may already have seen the owner end before our watcher did; it
+                // must never get that binder back.
+                if (!ownerAlive(it->second)) {
+                    dropped.push_back(std::move(it->second));
+                    mServices.erase(it);
+                    return false;
+                }
                 found = it->second;
-                // A process that just ended may not have been noticed yet.
-                return found->isBinderAlive();
+                return true;
             };
             if (code == GET_SERVICE) {
                 mChanged.wait_for(lock, kGetServiceWait, lookup);
             } else {
                 lookup();
             }
-            if (found != nullptr && !found->isBinderAlive()) found.clear();
         }
         reply->writeNoException();
         return reply->writeStrongBinder(found);
     }
 
 private:
+    static bool ownerAlive(const sp<IBinder>& service) {
+        BpBinder* const proxy = service->remoteBinder();
+        return proxy == nullptr || Transport::get()->checkAlive(*proxy);
+    }
+
     status_t add(const String16& name, const sp<IBinder>& service) {
         if (service == nullptr) return UNEXPECTED_NULL;
         if (service->remoteBinder() != nullptr) {

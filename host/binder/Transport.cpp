@@ -2,6 +2,8 @@
 
 #include "Transport.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -9,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -66,6 +69,26 @@ int readAll(int fd, uint8_t* bytes, size_t size) {
         done += static_cast<size_t>(got);
     }
     return 1;
+}
+
+// When the process started (clock ticks since boot), telling it from a later one with the same
+// pid; 0 when it is gone or cannot be read.
+uint64_t processStart(pid_t pid) {
+    char path[32];
+    std::snprintf(path, sizeof(path), "/proc/%d/stat", static_cast<int>(pid));
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return 0;
+    char text[1024];
+    const ssize_t size = ::read(fd, text, sizeof(text) - 1);
+    ::close(fd);
+    if (size <= 0) return 0;
+    text[size] = '\0';
+    // The command name may hold anything, so the fields are counted from its closing ')'.
+    const char* field = std::strrchr(text, ')');
+    if (field == nullptr) return 0;
+    // Field 3 (the state) follows the name; the start time is field 22.
+    for (int i = 2; i < 22 && field != nullptr; ++i) field = std::strchr(field + 1, ' ');
+    return field != nullptr ? std::strtoull(field + 1, nullptr, 10) : 0;
 }
 
 bool fillAddress(const std::string& path, sockaddr_un* address) {
@@ -231,9 +254,22 @@ void Transport::acceptLoop() {
 // --- peers and connections ---------------------------------------------------------------
 
 std::shared_ptr<Peer> Transport::peerForLocked(pid_t pid) {
-    std::shared_ptr<Peer>& slot = mPeers[pid];
-    if (slot == nullptr) slot = std::make_shared<Peer>(pid, mDir + "/" + std::to_string(pid));
-    return slot;
+    if (auto it = mPeers.find(pid); it != mPeers.end()) return it->second;
+    const uint64_t started = processStart(pid);
+    if (auto ended = mEnded.find(pid); ended != mEnded.end()) {
+        if (started == 0 || started == ended->second) {
+            // The process we saw end: its socket may still take connections for a moment
+            // and others may not have noticed yet, but nothing of it is alive.
+            auto peer = std::make_shared<Peer>(pid, mDir + "/" + std::to_string(pid));
+            peer->dead.store(true, std::memory_order_release);
+            return peer;
+        }
+        mEnded.erase(ended);  // a new process with the same pid
+    }
+    auto peer = std::make_shared<Peer>(pid, mDir + "/" + std::to_string(pid));
+    peer->started = started;
+    mPeers.emplace(pid, peer);
+    return peer;
 }
 
 int Transport::connectTo(const std::string& path, pid_t* pid, uid_t* uid) {
@@ -357,6 +393,7 @@ void Transport::peerGone(pid_t pid, const char* why) {
         peer = std::move(it->second);
         mPeers.erase(it);
         peer->dead.store(true, std::memory_order_release);
+        if (peer->started != 0) mEnded[pid] = peer->started;
         for (auto node = mLocal.begin(); node != mLocal.end();) {
             node->second.refs.erase(pid);
             if (node->second.refs.empty() && node->first != 0) {
@@ -455,6 +492,33 @@ sp<BpBinder> Transport::proxyForLocked(const std::shared_ptr<Peer>& peer, uint64
         node->proxy = proxy;
     }
     return proxy;
+}
+
+bool Transport::checkAlive(BpBinder& proxy) {
+    const std::shared_ptr<ProxyTarget> target = proxy.mTarget;
+    auto* const remote = dynamic_cast<RemoteNode*>(target.get());
+    if (remote == nullptr) return !target->isDead();
+    const std::shared_ptr<Peer>& peer = remote->peer;
+    if (peer->dead.load(std::memory_order_acquire)) return false;
+    bool ended = false;
+    {
+        std::lock_guard<std::mutex> guard(peer->lock);
+        if (peer->control >= 0) {
+            pollfd event{peer->control, POLLIN | POLLRDHUP, 0};
+            // Any event counts: the owner never writes on this channel while it lives.
+            ended = ::poll(&event, 1, 0) == 1 && event.revents != 0;
+        }
+    }
+    if (ended) {
+        bool current = false;
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            auto it = mPeers.find(peer->pid);
+            current = it != mPeers.end() && it->second == peer;
+        }
+        if (current) peerGone(peer->pid, nullptr);
+    }
+    return !peer->dead.load(std::memory_order_acquire);
 }
 
 RemoteNode::~RemoteNode() {

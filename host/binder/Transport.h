@@ -54,6 +54,7 @@ struct Peer {
     const std::string path;         // its listening socket
     std::atomic<uid_t> uid{0};      // known once a connection with it exists
     std::atomic<bool> dead{false};  // set under Transport::mLock
+    uint64_t started = 0;           // its start time, when it could be read; set before shared
 
     // Both guarded by Transport::mLock. A reply may name one of our nodes that the peer
     // releases right after sending it, and the release travels on another connection; so
@@ -109,6 +110,10 @@ public:
     size_t nodeCount();
 
     void releaseRemote(RemoteNode& node);
+    // Whether the owner of `proxy` is still there; an end of its ordered channel that the
+    // watcher has not handled yet cuts the owner off at once. Never called with the proxy's
+    // own lock held (cutting off takes it to collect the death notices).
+    bool checkAlive(BpBinder& proxy);
 
 private:
     struct Conn {
@@ -179,6 +184,9 @@ private:
     // proxy or object, or blocking on a socket; Peer::lock is taken after it.
     std::mutex mLock;
     std::unordered_map<pid_t, std::shared_ptr<Peer>> mPeers;
+    // Start times of processes seen to end, by pid: a binder of one of them that still
+    // arrives (from a process that has not noticed yet) is dead on arrival.
+    std::unordered_map<pid_t, uint64_t> mEnded;
     std::map<std::pair<pid_t, uint64_t>, std::weak_ptr<RemoteNode>> mRemotes;
     std::unordered_map<uint64_t, LocalNode> mLocal;
     std::unordered_map<const BBinder*, uint64_t> mIdsByObject;

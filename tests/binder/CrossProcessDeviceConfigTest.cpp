@@ -102,7 +102,9 @@ TEST(CrossProcessDeviceConfig, ReadsListensAndReconnectsAcrossServiceProcesses) 
     service = startService("ns/key=three");
     EXPECT_TRUE(waitUntil([&] { return connected.load() == 2; }, 30s));
     std::vector<com::halcyon::deviceconfig::aidl::Property> result;
-    ASSERT_TRUE(client.getService()->getProperties("ns", {"key"}, &result).isOk());
+    const android::sp<IDeviceConfig> reconnected = client.getService();
+    ASSERT_NE(nullptr, reconnected);
+    ASSERT_TRUE(reconnected->getProperties("ns", {"key"}, &result).isOk());
     ASSERT_EQ(1u, result.size());
     EXPECT_EQ("three", result[0].value);
 }

@@ -8,6 +8,7 @@
 //                              prints whether each connection was closed
 // Each prints "ready" once serving (storm and hostile print "done" at the end).
 
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -138,9 +139,13 @@ int runStorm(int cycles, const char* entry) {
     for (int i = 0; i < cycles; ++i) {
         int ready[2];
         if (pipe(ready) != 0) return 1;
+        const pid_t parent = getpid();
         const pid_t child = fork();
         if (child < 0) return 1;
         if (child == 0) {
+            // Never outlives the storm (it shares the test's output).
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (getppid() != parent) _exit(1);
             close(ready[0]);
             sp<HostDeviceConfigService> service = new HostDeviceConfigService();
             seed(service, entry);

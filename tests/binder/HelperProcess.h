@@ -33,9 +33,12 @@ public:
         int in[2];
         int out[2];
         if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) return;
+        const pid_t parent = getpid();
         mPid = fork();
         if (mPid == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlives a test that was cut short
+            // Never outlives a test that was cut short, even one that died before this line.
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (getppid() != parent) _exit(127);
             dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             execv(args[0], args.data());
