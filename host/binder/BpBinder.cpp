@@ -83,10 +83,16 @@ status_t BpBinder::dump(int /*fd*/, const Vector<String16>& /*args*/) {
 
 status_t BpBinder::linkToDeath(const sp<DeathRecipient>& recipient, void* cookie, uint32_t flags) {
     if (recipient == nullptr) return BAD_VALUE;
-    std::lock_guard<std::mutex> guard(mLock);
-    const std::shared_ptr<hostbinder::ProxyTarget> target = mTarget;
-    if (mObitsSent || target->isDead()) return DEAD_OBJECT;
-    mObituaries.push_back({recipient, cookie, flags});
+    bool deadAlready = false;
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        if (mObitsSent) return DEAD_OBJECT;
+        mObituaries.push_back({recipient, cookie, flags});
+        deadAlready = mTarget->isDead();
+    }
+    // A link to an object that died before its notice was sent succeeds, and the notice follows
+    // on a binder thread, as the kernel answers a death request on a dead node.
+    if (deadAlready) hostbinder::Driver::instance().sendObituaries(sp<BpBinder>(this));
     return OK;
 }
 

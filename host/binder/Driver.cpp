@@ -242,7 +242,10 @@ void Driver::kill(const std::shared_ptr<Node>& node) {
         dropped = std::move(node->asyncQueue);
         node->asyncQueue.clear();
     }
-    if (proxy == nullptr) return;
+    if (proxy != nullptr) sendObituaries(proxy);
+}
+
+void Driver::sendObituaries(const sp<BpBinder>& proxy) {
     std::vector<BpBinder::Obituary> obituaries = proxy->takeObituaries();
     if (obituaries.empty()) return;
     mThreads.post([proxy, obituaries = std::move(obituaries)] {

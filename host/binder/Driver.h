@@ -77,6 +77,9 @@ public:
     // are dropped and death recipients are notified on a binder thread.
     void kill(const std::shared_ptr<Node>& node);
 
+    // Delivers the proxy's death notices, once, on a binder thread.
+    void sendObituaries(const sp<BpBinder>& proxy);
+
     void forget(const Node& node);
     size_t nodeCount();
 

@@ -172,10 +172,9 @@ status_t Parcel::unflattenBinder(sp<IBinder>* out) const {
     const auto stability = static_cast<int16_t>(word);
     if (binder == nullptr) {
         if (stability != hostbinder::kStabilityUndeclared) return BAD_TYPE;
-    } else if (!hostbinder::isDeclaredStability(stability)) {
-        return BAD_TYPE;
     } else if (BpBinder* const proxy = binder->remoteBinder(); proxy != nullptr) {
         // A fresh proxy takes the declared level; a different one later is refused.
+        if (!hostbinder::isDeclaredStability(stability)) return BAD_TYPE;
         if (status_t status = proxy->setStability(stability); status != OK) return status;
     } else if (stability != hostbinder::kStabilitySystem) {
         return BAD_TYPE;  // local objects of this build are system objects

@@ -428,17 +428,7 @@ void Transport::peerGone(pid_t pid, const char* why) {
     }
     // The process serving the service manager tidies the sockets of processes that ended.
     if (mManager != nullptr) ::unlink(peer->path.c_str());
-    for (const sp<BpBinder>& proxy : proxies) {
-        std::vector<BpBinder::Obituary> obituaries = proxy->takeObituaries();
-        if (obituaries.empty()) continue;
-        Driver::instance().threads().post([proxy, obituaries = std::move(obituaries)] {
-            const wp<IBinder> who(proxy);
-            for (const BpBinder::Obituary& obituary : obituaries) {
-                const sp<IBinder::DeathRecipient> recipient = obituary.recipient.promote();
-                if (recipient != nullptr) recipient->binderDied(who);
-            }
-        });
-    }
+    for (const sp<BpBinder>& proxy : proxies) Driver::instance().sendObituaries(proxy);
 }
 
 sp<IBinder> Transport::contextManager() {
@@ -763,7 +753,7 @@ status_t Transport::converse(const Conn& conn, const std::vector<uint8_t>* reque
     }
 }
 
-void Transport::serveConnection(Conn conn) {
+void Transport::serveConnection(const Conn& conn) {
     bool broken = false;
     converse(conn, nullptr, nullptr, &broken);
     std::lock_guard<std::mutex> guard(conn.peer->lock);

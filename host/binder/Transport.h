@@ -144,7 +144,7 @@ private:
     status_t listen();
     status_t linkServiceManager();
     void acceptLoop();
-    void serveConnection(Conn conn);
+    void serveConnection(const Conn& conn);
     void watchControl(const std::shared_ptr<Peer>& peer, int fd);
 
     std::shared_ptr<Peer> peerForLocked(pid_t pid);

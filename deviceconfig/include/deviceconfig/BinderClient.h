@@ -181,11 +181,8 @@ private:
                                     mServiceName.c_str());
                 return true;
             }
-            // Died since the lookup: no notice would ever come, so look it up again later.
-            if (binder->linkToDeath(mDeathRecipient, nullptr, 0) == android::DEAD_OBJECT) {
-                return false;
-            }
             mState.service = service;
+            binder->linkToDeath(mDeathRecipient, nullptr, 0);
         }
         mOnConnected(service);
         return true;
