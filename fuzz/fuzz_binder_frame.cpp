@@ -1,5 +1,5 @@
-// libFuzzer target: the frame decoder every host device process runs on bytes from its peers.
-// Built by the fuzz preset with host/binder on the include path.
+// The frame decoder every process of a host device runs on bytes from its peers. Input: the
+// bytes of one frame as they arrive on a socket (header, parcel data, object offsets).
 
 #include <cstddef>
 #include <cstdint>
