@@ -1,4 +1,4 @@
-// Device-config seed parser of the host service. Input: the seed file's bytes.
+// Device-config seed parser of the host service. Input: the bytes of a seeding file.
 #include <deviceconfig_host/HostDeviceConfigService.h>
 
 #include <cstdint>
