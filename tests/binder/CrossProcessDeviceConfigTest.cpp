@@ -20,7 +20,7 @@
 #include <deviceconfig_host/HostDeviceConfigService.h>
 #include <log/log.h>
 
-#include "../deviceconfig/TestWait.h"
+#include "WaitUntil.h"
 #include "HelperProcess.h"
 
 namespace {
@@ -29,7 +29,7 @@ using com::halcyon::deviceconfig::DeviceConfig;
 using com::halcyon::deviceconfig::OnPropertiesChangeListener;
 using com::halcyon::deviceconfig::Properties;
 using com::halcyon::deviceconfig::aidl::IDeviceConfig;
-using deviceconfigtest::waitUntil;
+using testsupport::waitUntil;
 using namespace crossprocess;
 using namespace std::chrono_literals;
 

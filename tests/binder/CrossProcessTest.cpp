@@ -18,7 +18,7 @@
 #include <binder/Parcel.h>
 #include <binder_host/HostBinder.h>
 
-#include "../deviceconfig/TestWait.h"
+#include "WaitUntil.h"
 #include "CrossProcess.h"
 #include "FlatBinder.h"
 #include "HelperProcess.h"
@@ -30,7 +30,7 @@ using android::IBinder;
 using android::Parcel;
 using android::sp;
 using android::String16;
-using deviceconfigtest::waitUntil;
+using testsupport::waitUntil;
 using namespace crossprocess;
 using namespace std::chrono_literals;
 

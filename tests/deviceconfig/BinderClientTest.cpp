@@ -14,14 +14,14 @@
 #include <condition_variable>
 #include <thread>
 
-#include "TestWait.h"
+#include "WaitUntil.h"
 
 namespace {
 
 using android::sp;
 using com::halcyon::deviceconfig::aidl::IDeviceConfig;
 using com::halcyon::deviceconfig::host::HostDeviceConfigService;
-using deviceconfigtest::waitUntil;
+using testsupport::waitUntil;
 using namespace std::chrono_literals;
 using Client = Tamar::OS::BinderClient<IDeviceConfig>;
 

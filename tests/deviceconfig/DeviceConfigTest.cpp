@@ -10,7 +10,7 @@
 #include <mutex>
 
 #include "ParcelBytes.h"
-#include "TestWait.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -19,6 +19,7 @@ using android::binder::Status;
 using namespace com::halcyon::deviceconfig::aidl;
 using namespace com::halcyon::deviceconfig::host;
 using namespace deviceconfigtest;
+using testsupport::waitUntil;
 using com::halcyon::deviceconfig::OnPropertiesChangeListener;
 using com::halcyon::deviceconfig::Properties;
 using Facade = com::halcyon::deviceconfig::DeviceConfig;

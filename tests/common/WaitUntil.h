@@ -4,11 +4,12 @@
 #include <functional>
 #include <thread>
 
-namespace deviceconfigtest {
+namespace testsupport {
 
-// Polls until the condition holds or a generous bound passes; answers the condition.
+// Polls until the condition holds or a generous bound passes (the suites run on loaded
+// machines under sanitizers); answers the condition.
 inline bool waitUntil(const std::function<bool()>& condition,
-                      std::chrono::milliseconds bound = std::chrono::seconds(10)) {
+                      std::chrono::milliseconds bound = std::chrono::seconds(30)) {
     const auto deadline = std::chrono::steady_clock::now() + bound;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) return false;
@@ -17,4 +18,4 @@ inline bool waitUntil(const std::function<bool()>& condition,
     return true;
 }
 
-}  // namespace deviceconfigtest
+}  // namespace testsupport
