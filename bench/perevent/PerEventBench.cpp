@@ -11,6 +11,7 @@
 #include <telemetry/settingsmanager/TelemetrySettingsManager.h>
 #include <telemetry/settingsmanager/TelemetryVelaconfigs.h>
 
+#include <BenchSupport.h>
 #include <FakeSettingsService.h>
 #include <FakeStorageCache.h>
 
@@ -19,7 +20,6 @@
 #include <deviceconfig_host/HostDeviceConfigService.h>
 #include <hostproperties/PropertyStore.h>
 #include <sys/system_properties.h>
-#include <time.h>
 
 #include <algorithm>
 #include <atomic>
@@ -27,29 +27,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <thread>
 #include <vector>
-
-namespace {
-std::atomic<long> allocations{0};
-}  // namespace
-
-// The replaced operators pair malloc with free; the compiler only sees the new/free half.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-
-void* operator new(std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
-    std::abort();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
 
 namespace {
 
@@ -73,54 +53,17 @@ const bool kProcessHasHadASecondThread = [] {
     return true;
 }();
 
-double nanosNow(clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return double(now.tv_sec) * 1e9 + double(now.tv_nsec);
-}
-
-// On CLOCK_THREAD_CPUTIME_ID the time other processes hold the core is not counted, which
-// keeps the ratios of the short calls steady on a loaded machine.
-template <typename Call>
-double nanosPerCall(Call& call, int64_t n, clockid_t clock = CLOCK_MONOTONIC) {
-    const double start = nanosNow(clock);
-    for (int64_t i = 0; i < n; ++i) call();
-    return (nanosNow(clock) - start) / double(n);
-}
-
-// Throughput of 8 threads over that of one. Each thread's calls are timed on its own CPU clock
-// and the 8 are taken to share the machine's cores, so that other processes on a loaded machine
-// do not count; contention (shared cache lines, lock hand-offs, futex calls) does.
-template <typename Call>
-double eightThreadScaling(Call& call, int64_t n) {
-    const double cores = std::min(8u, std::max(1u, std::thread::hardware_concurrency()));
-    double single = 0, together = 0;
-    for (int round = 0; round < 3; ++round) {
-        single = std::max(single, 1.0 / nanosPerCall(call, n, CLOCK_THREAD_CPUTIME_ID));
-        std::atomic<bool> go{false};
-        std::atomic<double> nanos{0};
-        std::vector<std::thread> threads;
-        for (int t = 0; t < 8; ++t) {
-            threads.emplace_back([&] {
-                while (!go.load()) std::this_thread::yield();
-                nanos.fetch_add(nanosPerCall(call, n, CLOCK_THREAD_CPUTIME_ID) * double(n));
-            });
-        }
-        go.store(true);
-        for (auto& thread : threads) thread.join();
-        together = std::max(together, cores * 8.0 * double(n) / nanos.load());
-    }
-    return together / single;
-}
+using benchsupport::eightThreadScaling;
+using benchsupport::nanosPerCall;
 
 // Runs `call` under the benchmark loop (counting allocations), then times it against `floor`
 // on `clock`. A call that waits for another thread is timed on the wall clock and on the CPU
 // time of the whole process as well.
 template <typename Call, typename Floor>
 void compare(benchmark::State& state, double target, Call call, Floor floor, bool waits) {
-    const long before = allocations.load();
+    const long before = benchsupport::allocations();
     for (auto _ : state) call();
-    const long made = allocations.load() - before;
+    const long made = benchsupport::allocations() - before;
     const int64_t n = std::max<int64_t>(state.iterations() / 10, 10);
     const auto best = [&](clockid_t clock, const char* now, const char* least, const char* ratio) {
         double a = 1e300, b = 1e300;

@@ -1,26 +1,21 @@
 // Reads of the host device's shared property area, beside libbase's own in-process map (its
-// GetProperty before this library interposes it) as the floor, in the same run. The process
-// runs a property service and reads its area as any client does.
+// GetProperty before this library interposes it) as the floor, in the same run; x8 is the
+// throughput of 8 reader threads over one. The process runs a property service and reads its
+// area as any client does.
 
 #include <dlfcn.h>
 #include <sys/system_properties.h>
 
 #include <android-base/file.h>
 #include <android-base/properties.h>
+#include <BenchSupport.h>
 #include <benchmark/benchmark.h>
 #include <hostproperties/PropertyService.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
-#include <new>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace {
-
-std::atomic<size_t> gAllocations{0};
 
 constexpr char kName[] =
         "persist.device_config.halcyon_shared_os_services.halcyon_mobile_telemetry_enable_"
@@ -41,10 +36,12 @@ char findAndRead(const char* name) {
 }
 
 void BM_FindReadCallback(benchmark::State& state) {
-    const size_t before = gAllocations.load();
+    const long before = benchsupport::allocations();
     for (auto _ : state) benchmark::DoNotOptimize(findAndRead(kName));
-    state.counters["allocs_per_read"] = benchmark::Counter(
-            static_cast<double>(gAllocations.load() - before) / state.iterations());
+    state.counters["allocs_per_read"] =
+            double(benchsupport::allocations() - before) / double(state.iterations());
+    auto read = [] { benchmark::DoNotOptimize(findAndRead(kName)); };
+    state.counters["x8"] = benchsupport::eightThreadScaling(read, 300000);
 }
 BENCHMARK(BM_FindReadCallback);
 
@@ -69,57 +66,7 @@ void BM_LibbaseOwnMapGetProperty(benchmark::State& state) {
 }
 BENCHMARK(BM_LibbaseOwnMapGetProperty);
 
-// Reads per second from 1 and from 8 threads over the same area, each measured in wall time;
-// the counter `ratio_8_to_1` is the aggregate throughput of 8 threads over 1.
-double readsPerSecond(int threads) {
-    constexpr int kReadsPerThread = 300000;
-    std::atomic<int> ready{0};
-    std::atomic<bool> go{false};
-    std::vector<std::thread> workers;
-    for (int t = 0; t < threads; ++t) {
-        workers.emplace_back([&] {
-            ready.fetch_add(1);
-            while (!go.load()) std::this_thread::yield();
-            for (int i = 0; i < kReadsPerThread; ++i) benchmark::DoNotOptimize(findAndRead(kName));
-        });
-    }
-    while (ready.load() != threads) std::this_thread::yield();
-    const auto start = std::chrono::steady_clock::now();
-    go = true;
-    for (auto& worker : workers) worker.join();
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    return threads * static_cast<double>(kReadsPerThread) / elapsed.count();
-}
-
-void BM_SharedAreaReaders8vs1(benchmark::State& state) {
-    double one = 0;
-    double eight = 0;
-    for (auto _ : state) {
-        one += readsPerSecond(1);
-        eight += readsPerSecond(8);
-    }
-    state.counters["reads_per_s_1"] = one / state.iterations();
-    state.counters["reads_per_s_8"] = eight / state.iterations();
-    state.counters["ratio_8_to_1"] = eight / one;
-    state.counters["cores"] = std::thread::hardware_concurrency();
-}
-BENCHMARK(BM_SharedAreaReaders8vs1)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
-
 }  // namespace
-
-// Counts allocations so that the read paths can show they make none.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void* operator new(size_t size) {
-    gAllocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
-    std::abort();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, size_t) noexcept {
-    std::free(p);
-}
 
 int main(int argc, char** argv) {
     // libbase's own functions, found in libbase itself rather than by global resolution.
