@@ -102,7 +102,7 @@ private:
     sp<IBinder> mHeld;              // guarded by mLock
 };
 
-void seed(const sp<HostDeviceConfigService>& service, const char* entry) {
+void applyEntry(const sp<HostDeviceConfigService>& service, const char* entry) {
     const std::string text(entry);
     const size_t slash = text.find('/');
     const size_t equals = text.find('=');
@@ -123,7 +123,7 @@ int runEcho() {
 
 int runDeviceConfig(const char* entry) {
     sp<HostDeviceConfigService> service = new HostDeviceConfigService();
-    seed(service, entry);
+    applyEntry(service, entry);
     if (publishHostDeviceConfigService(service) != android::OK) return 1;
     say("ready");
     std::string verb, ns, key, value;
@@ -148,7 +148,7 @@ int runStorm(int cycles, const char* entry) {
             if (getppid() != parent) _exit(1);
             close(ready[0]);
             sp<HostDeviceConfigService> service = new HostDeviceConfigService();
-            seed(service, entry);
+            applyEntry(service, entry);
             if (publishHostDeviceConfigService(service) != android::OK) _exit(1);
             const char byte = 1;
             if (write(ready[1], &byte, 1) != 1) _exit(1);

@@ -34,18 +34,6 @@ using testsupport::waitUntil;
 using namespace crossprocess;
 using namespace std::chrono_literals;
 
-std::unique_ptr<HostDevice> gDevice;
-
-class DeviceEnvironment : public testing::Environment {
-    void SetUp() override {
-        gDevice = std::make_unique<HostDevice>();
-        ASSERT_TRUE(gDevice->ready());
-    }
-    void TearDown() override { gDevice.reset(); }
-};
-[[maybe_unused]] testing::Environment* const kEnvironment =
-        testing::AddGlobalTestEnvironment(new DeviceEnvironment);
-
 pid_t threadId() {
     return static_cast<pid_t>(syscall(SYS_gettid));
 }
@@ -228,10 +216,8 @@ TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
 TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
     Echo echo;
     ASSERT_NE(nullptr, echo.binder);
-    const std::string sockets = gDevice->dir() + "/binder/";
-    HelperProcess hostile(helper({"hostile", "3000", sockets + "servicemanager",
-                                  sockets + std::to_string(echo.process.pid()),
-                                  sockets + std::to_string(getpid())}));
+    HelperProcess hostile(helper({"hostile", "3000", gDevice->socket("servicemanager"),
+                                  gDevice->socket(echo.process.pid()), gDevice->socket(getpid())}));
     ASSERT_EQ("ready", hostile.readLine());
     std::atomic<bool> done{false};
     std::thread waiter([&] {
@@ -240,7 +226,7 @@ TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
     });
     // A handle never given out, an object entry off its flat object, a truncated frame: each
     // from another process, each cut off.
-    HelperProcess forger(helper({"forge", sockets + std::to_string(echo.process.pid())}));
+    HelperProcess forger(helper({"forge", gDevice->socket(echo.process.pid())}));
     EXPECT_EQ("closed closed closed", forger.readLine());
 
     sp<Callback> callback = new Callback();
