@@ -1,6 +1,6 @@
 // Processes of a host device for the cross-process tests; each mode is one program run:
 //   echo                       the test echo service ("test.echo"), see CrossProcess.h
-//   deviceconfig NS/KEY=VALUE  the device-config service; reads "set NS KEY VALUE" lines
+//   deviceconfig NS/KEY=VALUE  the device-config service holding that one entry
 //   storm N NS/KEY=VALUE       N times: fork a device-config service, wait until it is
 //                              registered, SIGKILL it
 //   hostile N PATH...          writes N random frames to the sockets, reconnecting when cut off
@@ -17,7 +17,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <mutex>
 #include <random>
 #include <string>
@@ -126,12 +125,7 @@ int runDeviceConfig(const char* entry) {
     applyEntry(service, entry);
     if (publishHostDeviceConfigService(service) != android::OK) return 1;
     say("ready");
-    std::string verb, ns, key, value;
-    while (std::cin >> verb >> ns >> key >> value) {
-        if (verb == "set") service->setProperty(ns, key, value);
-        say("ok");
-    }
-    return 0;
+    for (;;) pause();
 }
 
 // Single-threaded until it forks, so each child may start a binder runtime of its own.

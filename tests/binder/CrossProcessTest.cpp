@@ -34,6 +34,10 @@ using testsupport::waitUntil;
 using namespace crossprocess;
 using namespace std::chrono_literals;
 
+sp<IBinder> checkService(const char* name) {
+    return android::defaultServiceManager()->checkService(String16(name));
+}
+
 pid_t threadId() {
     return static_cast<pid_t>(syscall(SYS_gettid));
 }
@@ -64,9 +68,7 @@ struct Echo {
     sp<IBinder> binder;
 
     Echo() {
-        if (process.readLine() == "ready") {
-            binder = android::defaultServiceManager()->checkService(String16(kEchoName));
-        }
+        if (process.readLine() == "ready") binder = checkService(kEchoName);
     }
 
     android::status_t call(uint32_t code, const Parcel& data, Parcel* reply) {
@@ -102,8 +104,8 @@ TEST(CrossProcess, ServiceManagerAndObjectsCrossProcesses) {
     sp<IBinder> mine = new Callback();
     EXPECT_EQ(mine.get(), echo.roundTrip(mine).get());
     ASSERT_EQ(android::OK, sm->addService(String16("test.local"), mine));
-    EXPECT_EQ(mine.get(), sm->checkService(String16("test.local")).get());
-    EXPECT_EQ(nullptr, sm->checkService(String16("test.absent")));
+    EXPECT_EQ(mine.get(), checkService("test.local").get());
+    EXPECT_EQ(nullptr, checkService("test.absent"));
 
     // A node lives while another process holds it, and only that long.
     std::atomic<bool> destroyed{false};
@@ -180,7 +182,6 @@ public:
 };
 
 TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
-    auto sm = android::defaultServiceManager();
     auto echo = std::make_unique<Echo>();
     ASSERT_NE(nullptr, echo->binder);
     const size_t nodesBefore = android::hostbinder::nodeCount();
@@ -205,7 +206,7 @@ TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
     EXPECT_EQ(android::DEAD_OBJECT, old->linkToDeath(counter));
     EXPECT_TRUE(waitUntil([&] { return destroyed.load(); }, 30s));
     EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() == nodesBefore; }, 30s));
-    EXPECT_TRUE(waitUntil([&] { return sm->checkService(String16(kEchoName)) == nullptr; }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return checkService(kEchoName) == nullptr; }, 30s));
 
     echo = std::make_unique<Echo>();
     ASSERT_NE(nullptr, echo->binder);
@@ -237,7 +238,7 @@ TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
         data.writeStrongBinder(callback);
         ASSERT_EQ(android::OK, echo.call(kCallBack, data, &reply));
         ASSERT_EQ(threadId(), reply.readInt32());
-        ASSERT_NE(nullptr, android::defaultServiceManager()->checkService(String16(kEchoName)));
+        ASSERT_NE(nullptr, checkService(kEchoName));
         ++calls;
     }
     waiter.join();

@@ -1,6 +1,6 @@
 #pragma once
 
-// A helper program run as a real process with its stdin and stdout on pipes, and the host
+// A helper program run as a real process with its stdout on a pipe, and the host
 // device (hostbinderd on a fresh directory) that the whole test program joins.
 
 #include <fcntl.h>
@@ -30,28 +30,23 @@ public:
         std::vector<char*> args;
         for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
         args.push_back(nullptr);
-        int in[2];
         int out[2];
-        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) return;
+        if (pipe2(out, O_CLOEXEC) != 0) return;
         const pid_t parent = getpid();
         mPid = fork();
         if (mPid == 0) {
             // Never outlives a test that was cut short, even one that died before this line.
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             if (getppid() != parent) _exit(127);
-            dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             execv(args[0], args.data());
             _exit(127);
         }
-        close(in[0]);
         close(out[1]);
-        mIn = in[1];
         mOut = out[0];
     }
     ~HelperProcess() {
         kill();
-        close(mIn);
         close(mOut);
     }
     HelperProcess(const HelperProcess&) = delete;
@@ -72,11 +67,6 @@ public:
         return "";
     }
 
-    bool writeLine(const std::string& line) {
-        const std::string text = line + "\n";
-        return write(mIn, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    }
-
     // SIGKILL and reap; the wait status (-1 when already reaped or never started).
     int kill() {
         if (mPid > 0) ::kill(mPid, SIGKILL);
@@ -93,7 +83,6 @@ public:
 
 private:
     pid_t mPid = -1;
-    int mIn = -1;
     int mOut = -1;
 };
 
