@@ -40,7 +40,7 @@ TEST(DeathStorm, DeviceConfigReadersKeepAnsweringAndNothingIsLeftBehind) {
     };
     {
         // The first contact opens what stays open for the process (service manager channel).
-        HelperProcess service(helper({"deviceconfig", "ns/key=value"}));
+        HelperProcess service(helper({"deviceconfig"}));
         ASSERT_EQ("ready", service.readLine());
         DeviceConfig warmUp;
         ASSERT_EQ("value", read(warmUp));
@@ -68,8 +68,7 @@ TEST(DeathStorm, DeviceConfigReadersKeepAnsweringAndNothingIsLeftBehind) {
         });
     }
     const auto start = std::chrono::steady_clock::now();
-    auto storm = std::make_unique<HelperProcess>(
-            helper({"storm", std::to_string(kCycles), "ns/key=value"}));
+    auto storm = std::make_unique<HelperProcess>(helper({"storm", std::to_string(kCycles)}));
     const std::string outcome = storm->readLine(900s);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     stop = true;
