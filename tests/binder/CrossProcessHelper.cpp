@@ -195,12 +195,11 @@ bool closedAfter(const char* path, const std::vector<uint8_t>& bytes) {
 int runForge(const char* path) {
     using namespace crossprocess;
     const auto handle = withFlatObjectAt(32, 0, android::hostbinder::kTypeHandle);
-    auto truncated = transactionFrame(wire::kTransaction, handle, {});
+    auto truncated = transactionFrame(handle, {});
     truncated.resize(truncated.size() - 3);
     std::string verdicts;
-    for (const auto& frame :
-         {transactionFrame(wire::kTransaction, {}, {}, 999),
-          transactionFrame(wire::kTransaction, handle, {{4, 1, getpid(), 0}}), truncated}) {
+    for (const auto& frame : {transactionFrame({}, {}, 999),
+                              transactionFrame(handle, {{4, 1, getpid(), 0}}), truncated}) {
         if (!verdicts.empty()) verdicts += ' ';
         verdicts += closedAfter(path, frame) ? "closed" : "open";
     }
