@@ -38,16 +38,9 @@ enum : uint32_t {
     ECHO_BINDER,
 };
 
-// Leaked on purpose: binder threads may outlive static destruction.
-const String16& descriptor() {
-    static const String16* const kDescriptor = new String16("test.ITestService");
-    return *kDescriptor;
-}
-
 status_t callEcho(const sp<IBinder>& binder, const std::string& text, std::string* answer) {
     Parcel data;
     Parcel reply;
-    data.writeInterfaceToken(descriptor());
     data.writeUtf8AsUtf16(text);
     if (status_t status = binder->transact(ECHO, data, &reply); status != android::OK) {
         return status;
@@ -57,15 +50,12 @@ status_t callEcho(const sp<IBinder>& binder, const std::string& text, std::strin
 
 status_t sendRecord(const sp<IBinder>& binder, int32_t value) {
     Parcel data;
-    data.writeInterfaceToken(descriptor());
     data.writeInt32(value);
     return binder->transact(RECORD_ONEWAY, data, nullptr, IBinder::FLAG_ONEWAY);
 }
 
 class TestService : public android::BBinder {
 public:
-    const String16& getInterfaceDescriptor() const override { return descriptor(); }
-
     std::vector<int32_t> recorded() {
         std::lock_guard<std::mutex> guard(mLock);
         return mRecorded;
@@ -78,7 +68,6 @@ protected:
         if (code < FIRST_CALL_TRANSACTION || code > LAST_CALL_TRANSACTION) {
             return BBinder::onTransact(code, data, reply, flags);
         }
-        if (!data.checkInterface(this)) return android::BAD_TYPE;
         lastRequestData = data.data();
         switch (code) {
             case ECHO:
@@ -128,7 +117,6 @@ TEST_F(Driver, CallsCopyParcelsDropFailedRepliesAndTurnBindersIntoLiveProxies) {
     ASSERT_NE(nullptr, proxy);
     Parcel data;
     Parcel reply;
-    data.writeInterfaceToken(descriptor());
     data.writeUtf8AsUtf16(std::string("h\xC3\xA9llo"));
     ASSERT_EQ(android::OK, proxy->transact(ECHO, data, &reply));
     EXPECT_NE(data.data(), service->lastRequestData.load());  // the callee got its own copy
@@ -137,22 +125,16 @@ TEST_F(Driver, CallsCopyParcelsDropFailedRepliesAndTurnBindersIntoLiveProxies) {
     ASSERT_EQ(android::OK, reply.readUtf8FromUtf16(&answer));
     EXPECT_EQ("h\xC3\xA9llo", answer);
 
-    Parcel token;
-    token.writeInterfaceToken(descriptor());
-    EXPECT_EQ(android::BAD_VALUE, proxy->transact(FAIL_WITH_BAD_VALUE, token, &reply));
+    EXPECT_EQ(android::BAD_VALUE, proxy->transact(FAIL_WITH_BAD_VALUE, Parcel(), &reply));
     EXPECT_EQ(0u, reply.dataSize());  // what the stub wrote before failing is not delivered
     EXPECT_EQ(android::UNKNOWN_TRANSACTION,
-              proxy->transact(IBinder::LAST_CALL_TRANSACTION + 5, token, &reply));
-    Parcel wrongToken;
-    wrongToken.writeInterfaceToken(String16("test.IOther"));
-    EXPECT_EQ(android::BAD_TYPE, proxy->transact(ECHO, wrongToken, &reply));
+              proxy->transact(IBinder::LAST_CALL_TRANSACTION + 5, Parcel(), &reply));
 
     // Binders arrive as one proxy per node.
     const sp<TestService> callback = new TestService();
     auto echoBinder = [&](const sp<IBinder>& binder) {
         Parcel data;
         Parcel reply;
-        data.writeInterfaceToken(descriptor());
         data.writeStrongBinder(binder);
         EXPECT_EQ(android::OK, proxy->transact(ECHO_BINDER, data, &reply));
         return reply.readStrongBinder();
@@ -176,10 +158,8 @@ TEST_F(Driver, CallsCopyParcelsDropFailedRepliesAndTurnBindersIntoLiveProxies) {
 
     // A local object's bytes rewritten as a handle are refused, not looked up.
     Parcel tampered;
-    tampered.writeInterfaceToken(descriptor());
-    const size_t objectAt = tampered.dataPosition();
     tampered.writeStrongBinder(callback);
-    tampered.setDataPosition(objectAt);
+    tampered.setDataPosition(0);
     tampered.writeInt32(0x73682A85);
     EXPECT_EQ(android::FAILED_TRANSACTION, proxy->transact(ECHO_BINDER, tampered, &reply));
 }
