@@ -41,8 +41,10 @@ inline std::vector<uint8_t> transactionFrame(std::vector<uint8_t> data,
     std::memcpy(frame.data(), &header, 8);
     std::memcpy(frame.data() + 8, &head, sizeof(head));
     std::copy(data.begin(), data.end(), frame.begin() + kHead);
-    std::memcpy(frame.data() + kHead + padded, objects.data(),
-                objects.size() * sizeof(wire::WireObject));
+    if (!objects.empty()) {
+        std::memcpy(frame.data() + kHead + padded, objects.data(),
+                    objects.size() * sizeof(wire::WireObject));
+    }
     return frame;
 }
 
