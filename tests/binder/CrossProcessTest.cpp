@@ -1,10 +1,14 @@
 // Binder calls between real processes of one host device: the service manager, objects and
-// their lifetime, nested and one-way calls, the transaction limit, process death, hostile
-// peers, and the frame decoder every receiver relies on.
+// their lifetime, nested and one-way calls, the transaction limit, process death (also a storm
+// of device-config service deaths under readers), hostile peers, and the frame decoder every
+// receiver relies on.
 
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -16,6 +20,8 @@
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
 #include <binder_host/HostBinder.h>
+#include <deviceconfig/DeviceConfig.h>
+#include <deviceconfig_host/HostDeviceConfigService.h>
 
 #include "WaitUntil.h"
 #include "CrossProcess.h"
@@ -33,8 +39,15 @@ using testsupport::waitUntil;
 using namespace crossprocess;
 using namespace std::chrono_literals;
 
+const char* const kDeviceConfigName = com::halcyon::deviceconfig::host::kDeviceConfigServiceName;
+
 sp<IBinder> checkService(const char* name) {
     return android::defaultServiceManager()->checkService(String16(name));
+}
+
+size_t openDescriptors() {
+    using std::filesystem::directory_iterator;
+    return static_cast<size_t>(std::distance(directory_iterator("/proc/self/fd"), {}));
 }
 
 // A local object that answers kCallBack with the thread it ran on.
@@ -225,6 +238,61 @@ TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
         ++calls;
     }
     waiter.join();
+}
+
+// The device-config client's readers while a service process is started and SIGKILLed a
+// thousand times: each answer is the service's or the default, and nothing is left behind.
+TEST(CrossProcess, DeviceConfigReadersSurviveADeathStormAndNothingIsLeftBehind) {
+    using com::halcyon::deviceconfig::DeviceConfig;
+    constexpr int kCycles = 1000;
+    const auto read = [](DeviceConfig& config) {
+        return config.getProperties("ns", {"key"}).getString("key", "default");
+    };
+    {
+        // The first contact opens what stays open for the process (service manager channel).
+        HelperProcess service(helper({"deviceconfig"}));
+        ASSERT_EQ("ready", service.readLine());
+        DeviceConfig warmUp;
+        ASSERT_EQ("value", read(warmUp));
+    }
+    ASSERT_TRUE(waitUntil([] { return checkService(kDeviceConfigName) == nullptr; }, 30s));
+    const size_t nodesBefore = android::hostbinder::nodeCount();
+    const size_t descriptorsBefore = openDescriptors();
+
+    std::atomic<bool> stop{false};
+    std::atomic<int> reads{0};
+    std::atomic<int> served{0};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 4; ++i) {
+        readers.emplace_back([&] {
+            while (!stop) {
+                DeviceConfig config;
+                for (int n = 0; n < 8 && !stop; ++n, ++reads) {
+                    const std::string value = read(config);
+                    served += value == "value";
+                    wrong += value != "value" && value != "default";
+                }
+            }
+        });
+    }
+    const auto start = std::chrono::steady_clock::now();
+    auto storm = std::make_unique<HelperProcess>(helper({"storm", std::to_string(kCycles)}));
+    const std::string outcome = storm->readLine(900s);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    stop = true;
+    for (std::thread& reader : readers) reader.join();
+    ASSERT_EQ("done", outcome);
+    EXPECT_EQ(0, storm->wait());
+    storm.reset();  // its pipe is one of the descriptors counted below
+    EXPECT_EQ(0, wrong.load());
+    std::printf("death storm: %d cycles in %.1f s, %d reads (%d from the service)\n", kCycles,
+                took.count(), reads.load(), served.load());
+
+    EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() <= nodesBefore; }, 30s));
+    // A connection the client had before the storm may since have closed; none may be left over.
+    EXPECT_TRUE(waitUntil([&] { return openDescriptors() <= descriptorsBefore; }, 30s))
+            << openDescriptors() << " descriptors open, " << descriptorsBefore << " before";
 }
 
 // --- the frame decoder -------------------------------------------------------------------
