@@ -226,16 +226,17 @@ TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
     HelperProcess forger(helper({"forge", gDevice->socket(echo.process.pid())}));
     EXPECT_EQ("closed closed closed", forger.readLine());
 
+    // Not ASSERT inside: the waiter must be joined.
     sp<Callback> callback = new Callback();
-    int calls = 0;
-    while (!done || calls < 20) {
+    for (int calls = 0; !done || calls < 20; ++calls) {
         Parcel data;
         Parcel reply;
         data.writeStrongBinder(callback);
-        ASSERT_EQ(android::OK, echo.call(kCallBack, data, &reply));
-        ASSERT_EQ(gettid(), reply.readInt32());
-        ASSERT_NE(nullptr, checkService(kEchoName));
-        ++calls;
+        if (echo.call(kCallBack, data, &reply) != android::OK || reply.readInt32() != gettid() ||
+            checkService(kEchoName) == nullptr) {
+            ADD_FAILURE() << "call " << calls << " failed under the hostile peer";
+            break;
+        }
     }
     waiter.join();
 }
