@@ -1,6 +1,6 @@
-// The in-process driver: two-way copies and errors, proxies and node lifetime, one-way order
-// under concurrent senders, and death of a service (notices, DEAD_OBJECT, names registered
-// again), also while other threads call and link.
+// The in-process driver: two-way copies and errors, proxies and node lifetime, and death of a
+// service (notices, DEAD_OBJECT, names registered again), also while other threads call, send
+// one-way calls and link.
 
 #include <atomic>
 #include <mutex>
@@ -160,34 +160,6 @@ TEST_F(Driver, CallsCopyParcelsDropFailedRepliesAndTurnBindersIntoProxiesThatKee
     EXPECT_EQ(android::FAILED_TRANSACTION, proxy->transact(ECHO_BINDER, tampered, &reply));
 }
 
-TEST_F(Driver, OneWayCallsArriveInOrderPerSenderOnBinderThreads) {
-    const sp<TestService> service = new TestService();
-    const sp<IBinder> proxy = registerService("svc", service);
-    constexpr int32_t kSenders = 4;
-    constexpr int32_t kCalls = 200;
-    std::atomic<int> failures{0};
-    std::vector<std::thread> senders;
-    for (int32_t s = 0; s < kSenders; ++s) {
-        senders.emplace_back([&, s] {
-            for (int32_t i = 0; i < kCalls; ++i) {
-                if (sendRecord(proxy, s * kCalls + i) != android::OK) ++failures;
-            }
-        });
-    }
-    for (auto& sender : senders) sender.join();
-    waitForIdle();
-    EXPECT_EQ(0, failures.load());
-    const std::vector<int32_t> recorded = service->recorded();
-    ASSERT_EQ(static_cast<size_t>(kSenders * kCalls), recorded.size());
-    std::vector<int32_t> next(kSenders);
-    for (int32_t s = 0; s < kSenders; ++s) next[static_cast<size_t>(s)] = s * kCalls;
-    for (int32_t value : recorded) {
-        ASSERT_EQ(next[static_cast<size_t>(value / kCalls)]++, value);
-    }
-    EXPECT_TRUE(service->allOnBinderThreads.load());
-    EXPECT_FALSE(isBinderThread());
-}
-
 class RecordingRecipient : public IBinder::DeathRecipient {
 public:
     void binderDied(const wp<IBinder>& who) override {
@@ -248,23 +220,27 @@ TEST_F(Driver, AKilledServiceNotifiesLinkedRecipientsAndAnswersDeadObject) {
     EXPECT_EQ("again", answer);
 }
 
-TEST_F(Driver, DeathRacingWithCallsAndLinksNotifiesEveryEarlierLinkOnce) {
-    const sp<IBinder> proxy = registerService("svc", new TestService());
+// Senders call, send one-way records and link while the service dies: one-way calls keep
+// their order per sender and run on binder threads, and every link made before the death gets
+// exactly one notice.
+TEST_F(Driver, DeathRacingWithCallsOneWayCallsAndLinks) {
+    constexpr int32_t kPerSender = 1 << 24;
+    const sp<TestService> service = new TestService();
+    const sp<IBinder> proxy = registerService("svc", service);
     std::atomic<bool> stop{false};
-    std::atomic<int> beforeDeath{0};
     std::atomic<int> afterDeath{0};
     std::atomic<int> unexpected{0};
     std::vector<sp<RecordingRecipient>> linked;  // guarded by linkedLock
     std::mutex linkedLock;
     std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t) {
-        threads.emplace_back([&] {
-            while (!stop) {
+    for (int32_t t = 0; t < 3; ++t) {
+        threads.emplace_back([&, t] {
+            for (int32_t i = t * kPerSender; !stop; ++i) {
                 std::string answer;
                 const status_t status = callEcho(proxy, "x", &answer);
                 if (status != android::OK && status != android::DEAD_OBJECT) ++unexpected;
-                ++(status == android::OK ? beforeDeath : afterDeath);
-                sendRecord(proxy, 1);
+                if (status != android::OK) ++afterDeath;
+                sendRecord(proxy, i);
                 sp<RecordingRecipient> recipient = new RecordingRecipient();
                 if (proxy->linkToDeath(recipient) == android::OK) {
                     std::lock_guard<std::mutex> guard(linkedLock);
@@ -274,13 +250,19 @@ TEST_F(Driver, DeathRacingWithCallsAndLinksNotifiesEveryEarlierLinkOnce) {
         });
     }
     // Not ASSERT: the threads must be joined.
-    EXPECT_TRUE(waitUntil([&] { return beforeDeath.load() >= 30; }));
+    EXPECT_TRUE(waitUntil([&] { return service->recorded().size() >= 30; }));
     EXPECT_EQ(android::OK, killService(String16("svc")));
     EXPECT_TRUE(waitUntil([&] { return afterDeath.load() >= 30; }));
     stop = true;
     for (auto& thread : threads) thread.join();
     waitForIdle();
     EXPECT_EQ(0, unexpected.load());
+    std::vector<int32_t> last(3, -1);
+    for (int32_t value : service->recorded()) {
+        EXPECT_LT(last[static_cast<size_t>(value / kPerSender)], value);
+        last[static_cast<size_t>(value / kPerSender)] = value;
+    }
+    EXPECT_TRUE(service->allOnBinderThreads.load());
     std::lock_guard<std::mutex> guard(linkedLock);
     for (const auto& recipient : linked) EXPECT_EQ(1u, recipient->deaths().size());
 }
