@@ -7,9 +7,9 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
-#include <cstring>
 #include <thread>
 #include <vector>
 
