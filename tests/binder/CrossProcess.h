@@ -3,6 +3,7 @@
 // Shared by the cross-process tests and their helper programs: the echo service's codes and
 // hand-built frames.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -27,26 +28,21 @@ enum : uint32_t {
     kSize,      // -> the request's data size
 };
 
-// A transaction or reply frame as a sender builds it, with any data and object table.
-inline std::vector<uint8_t> transactionFrame(uint32_t command, std::vector<uint8_t> data,
+// A transaction frame to `node` as a sender builds it, with any data and object table.
+inline std::vector<uint8_t> transactionFrame(std::vector<uint8_t> data,
                                              std::vector<wire::WireObject> objects,
                                              uint64_t node = 7) {
+    constexpr size_t kHead = 8 + sizeof(wire::TransactionHead);
     const size_t padded = wire::paddedData(data.size());
-    const size_t head =
-            command == wire::kTransaction ? sizeof(wire::TransactionHead) : sizeof(wire::ReplyHead);
-    std::vector<uint8_t> frame(8 + head + padded + objects.size() * sizeof(wire::WireObject));
-    const wire::FrameHeader header{static_cast<uint32_t>(frame.size() - 8), command};
+    std::vector<uint8_t> frame(kHead + padded + objects.size() * sizeof(wire::WireObject));
+    const wire::FrameHeader header{static_cast<uint32_t>(frame.size() - 8), wire::kTransaction};
+    const wire::TransactionHead head{node, 1, 0, static_cast<uint32_t>(data.size()),
+                                     static_cast<uint32_t>(objects.size())};
     std::memcpy(frame.data(), &header, 8);
-    const wire::TransactionHead transaction{node, 1, 0, static_cast<uint32_t>(data.size()),
-                                            static_cast<uint32_t>(objects.size())};
-    const wire::ReplyHead reply{0, 0, static_cast<uint32_t>(data.size()),
-                                static_cast<uint32_t>(objects.size())};
-    std::memcpy(frame.data() + 8,
-                command == wire::kTransaction ? static_cast<const void*>(&transaction) : &reply,
-                head);
-    if (!data.empty()) std::memcpy(frame.data() + 8 + head, data.data(), data.size());
+    std::memcpy(frame.data() + 8, &head, sizeof(head));
+    std::copy(data.begin(), data.end(), frame.begin() + kHead);
     if (!objects.empty()) {
-        std::memcpy(frame.data() + 8 + head + padded, objects.data(),
+        std::memcpy(frame.data() + kHead + padded, objects.data(),
                     objects.size() * sizeof(wire::WireObject));
     }
     return frame;

@@ -1,7 +1,7 @@
 // Processes of a host device for the cross-process tests; each mode is one program run:
 //   echo                       the test echo service ("test.echo"), see CrossProcess.h
-//   deviceconfig NS/KEY=VALUE  the device-config service; reads "set NS KEY VALUE" lines
-//   storm N NS/KEY=VALUE       N times: fork a device-config service, wait until it is
+//   deviceconfig               the device-config service, holding ns/key=value
+//   storm N                    N times: fork a device-config service, wait until it is
 //                              registered, SIGKILL it
 //   hostile N PATH...          writes N random frames to the sockets, reconnecting when cut off
 //   forge PATH                 sends three forged frames, each on its own connection, and
@@ -17,7 +17,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <mutex>
 #include <random>
 #include <string>
@@ -49,7 +48,17 @@ class EchoService : public android::BBinder {
 protected:
     status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override {
         using namespace crossprocess;
+        if (code == kCallBack) {
+            // Calls the caller's object while the caller waits for this reply.
+            const sp<IBinder> target = data.readStrongBinder();
+            Parcel answer;
+            if (target == nullptr || target->transact(kCallBack, Parcel(), &answer) != android::OK) {
+                return android::BAD_VALUE;
+            }
+            return reply->writeInt32(answer.readInt32());
+        }
         auto* const state = android::IPCThreadState::self();
+        std::lock_guard<std::mutex> guard(mLock);
         switch (code) {
             case kWhoCalls:
                 reply->writeInt32(state->getCallingPid());
@@ -57,39 +66,19 @@ protected:
                 return reply->writeInt32(getpid());
             case kEchoBinder:
                 return reply->writeStrongBinder(data.readStrongBinder());
-            case kCallBack: {
-                // Calls the caller's object while the caller waits for this reply.
-                const sp<IBinder> target = data.readStrongBinder();
-                if (target == nullptr) return android::BAD_VALUE;
-                Parcel request;
-                Parcel answer;
-                if (status_t status = target->transact(kCallBack, request, &answer);
-                    status != android::OK) {
-                    return status;
-                }
-                return reply->writeInt32(answer.readInt32());
-            }
-            case kRecord: {
-                std::lock_guard<std::mutex> guard(mLock);
+            case kRecord:
                 mRecords.push_back(data.readInt32());
                 return android::OK;
-            }
-            case kRecords: {
-                std::lock_guard<std::mutex> guard(mLock);
+            case kRecords:
                 reply->writeInt32(static_cast<int32_t>(mRecords.size()));
                 for (int32_t value : mRecords) reply->writeInt32(value);
                 return reply->writeInt32(mTransactions);
-            }
-            case kHold: {
-                std::lock_guard<std::mutex> guard(mLock);
+            case kHold:
                 mHeld = data.readStrongBinder();
                 return android::OK;
-            }
-            case kSize: {
-                std::lock_guard<std::mutex> guard(mLock);
+            case kSize:
                 ++mTransactions;
                 return reply->writeInt32(static_cast<int32_t>(data.dataSize()));
-            }
             default:
                 return BBinder::onTransact(code, data, reply, flags);
         }
@@ -102,14 +91,6 @@ private:
     sp<IBinder> mHeld;              // guarded by mLock
 };
 
-void seed(const sp<HostDeviceConfigService>& service, const char* entry) {
-    const std::string text(entry);
-    const size_t slash = text.find('/');
-    const size_t equals = text.find('=');
-    service->setProperty(text.substr(0, slash), text.substr(slash + 1, equals - slash - 1),
-                         text.substr(equals + 1));
-}
-
 int runEcho() {
     android::ProcessState::self()->startThreadPool();
     if (android::defaultServiceManager()->addService(android::String16(crossprocess::kEchoName),
@@ -121,21 +102,16 @@ int runEcho() {
     return 0;
 }
 
-int runDeviceConfig(const char* entry) {
+int runDeviceConfig() {
     sp<HostDeviceConfigService> service = new HostDeviceConfigService();
-    seed(service, entry);
+    service->setProperty("ns", "key", "value");
     if (publishHostDeviceConfigService(service) != android::OK) return 1;
     say("ready");
-    std::string verb, ns, key, value;
-    while (std::cin >> verb >> ns >> key >> value) {
-        if (verb == "set") service->setProperty(ns, key, value);
-        say("ok");
-    }
-    return 0;
+    for (;;) pause();
 }
 
 // Single-threaded until it forks, so each child may start a binder runtime of its own.
-int runStorm(int cycles, const char* entry) {
+int runStorm(int cycles) {
     for (int i = 0; i < cycles; ++i) {
         int ready[2];
         if (pipe(ready) != 0) return 1;
@@ -143,24 +119,18 @@ int runStorm(int cycles, const char* entry) {
         const pid_t child = fork();
         if (child < 0) return 1;
         if (child == 0) {
-            // Never outlives the storm (it shares the test's output).
+            // Never outlives the storm.
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             if (getppid() != parent) _exit(1);
-            close(ready[0]);
-            sp<HostDeviceConfigService> service = new HostDeviceConfigService();
-            seed(service, entry);
-            if (publishHostDeviceConfigService(service) != android::OK) _exit(1);
-            const char byte = 1;
-            if (write(ready[1], &byte, 1) != 1) _exit(1);
-            for (;;) pause();
+            dup2(ready[1], STDOUT_FILENO);  // "ready" goes to the storm
+            _exit(runDeviceConfig());
         }
         close(ready[1]);
         char byte = 0;
         const bool registered = read(ready[0], &byte, 1) == 1;
         close(ready[0]);
         kill(child, SIGKILL);
-        int status = 0;
-        waitpid(child, &status, 0);
+        waitpid(child, nullptr, 0);
         if (!registered) return 1;
     }
     say("done");
@@ -200,10 +170,7 @@ int runHostile(int frames, int pathCount, char** paths) {
             fds[target] = -1;
         }
     }
-    for (int fd : fds) {
-        if (fd >= 0) close(fd);
-    }
-    say("done");
+    say("done");  // the connections close as the process ends
     return 0;
 }
 
@@ -225,12 +192,11 @@ bool closedAfter(const char* path, const std::vector<uint8_t>& bytes) {
 int runForge(const char* path) {
     using namespace crossprocess;
     const auto handle = withFlatObjectAt(32, 0, android::hostbinder::kTypeHandle);
-    auto truncated = transactionFrame(wire::kTransaction, handle, {});
+    auto truncated = transactionFrame(handle, {});
     truncated.resize(truncated.size() - 3);
     std::string verdicts;
-    for (const auto& frame :
-         {transactionFrame(wire::kTransaction, {}, {}, 999),
-          transactionFrame(wire::kTransaction, handle, {{4, 1, getpid(), 0}}), truncated}) {
+    for (const auto& frame : {transactionFrame({}, {}, 999),
+                              transactionFrame(handle, {{4, 1, getpid(), 0}}), truncated}) {
         if (!verdicts.empty()) verdicts += ' ';
         verdicts += closedAfter(path, frame) ? "closed" : "open";
     }
@@ -243,8 +209,8 @@ int runForge(const char* path) {
 int main(int argc, char** argv) {
     const std::string mode = argc > 1 ? argv[1] : "";
     if (mode == "echo") return runEcho();
-    if (mode == "deviceconfig" && argc == 3) return runDeviceConfig(argv[2]);
-    if (mode == "storm" && argc == 4) return runStorm(std::atoi(argv[2]), argv[3]);
+    if (mode == "deviceconfig") return runDeviceConfig();
+    if (mode == "storm" && argc == 3) return runStorm(std::atoi(argv[2]));
     if (mode == "forge" && argc == 3) return runForge(argv[2]);
     if (mode == "hostile" && argc >= 4) return runHostile(std::atoi(argv[2]), argc - 3, argv + 3);
     std::fprintf(stderr, "unknown mode\n");

@@ -1,12 +1,15 @@
 // Binder calls between real processes of one host device: the service manager, objects and
-// their lifetime, nested and one-way calls, the transaction limit, process death, hostile
-// peers, and the frame decoder every receiver relies on.
+// their lifetime, nested and one-way calls, the transaction limit, process death (also a storm
+// of device-config service deaths under readers), hostile peers, and the frame decoder every
+// receiver relies on.
 
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -17,6 +20,8 @@
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
 #include <binder_host/HostBinder.h>
+#include <deviceconfig/DeviceConfig.h>
+#include <deviceconfig_host/HostDeviceConfigService.h>
 
 #include "WaitUntil.h"
 #include "CrossProcess.h"
@@ -34,29 +39,20 @@ using testsupport::waitUntil;
 using namespace crossprocess;
 using namespace std::chrono_literals;
 
-std::unique_ptr<HostDevice> gDevice;
+const char* const kDeviceConfigName = com::halcyon::deviceconfig::host::kDeviceConfigServiceName;
 
-class DeviceEnvironment : public testing::Environment {
-    void SetUp() override {
-        gDevice = std::make_unique<HostDevice>();
-        ASSERT_TRUE(gDevice->ready());
-    }
-    void TearDown() override { gDevice.reset(); }
-};
-[[maybe_unused]] testing::Environment* const kEnvironment =
-        testing::AddGlobalTestEnvironment(new DeviceEnvironment);
-
-pid_t threadId() {
-    return static_cast<pid_t>(syscall(SYS_gettid));
+sp<IBinder> checkService(const char* name) {
+    return android::defaultServiceManager()->checkService(String16(name));
 }
 
-// A local object that answers kCallBack with the thread it ran on, and notes its destruction.
+size_t openDescriptors() {
+    using std::filesystem::directory_iterator;
+    return static_cast<size_t>(std::distance(directory_iterator("/proc/self/fd"), {}));
+}
+
+// A local object that answers kCallBack with the thread it ran on.
 class Callback : public android::BBinder {
 public:
-    explicit Callback(std::atomic<bool>* destroyed = nullptr) : mDestroyed(destroyed) {}
-    ~Callback() override {
-        if (mDestroyed != nullptr) *mDestroyed = true;
-    }
     std::atomic<pid_t> callerPid{0};
 
 protected:
@@ -64,11 +60,8 @@ protected:
                                  uint32_t flags) override {
         if (code != kCallBack) return BBinder::onTransact(code, data, reply, flags);
         callerPid = android::IPCThreadState::self()->getCallingPid();
-        return reply->writeInt32(threadId());
+        return reply->writeInt32(gettid());
     }
-
-private:
-    std::atomic<bool>* const mDestroyed;
 };
 
 struct Echo {
@@ -76,9 +69,7 @@ struct Echo {
     sp<IBinder> binder;
 
     Echo() {
-        if (process.readLine() == "ready") {
-            binder = android::defaultServiceManager()->checkService(String16(kEchoName));
-        }
+        if (process.readLine() == "ready") binder = checkService(kEchoName);
     }
 
     android::status_t call(uint32_t code, const Parcel& data, Parcel* reply) {
@@ -114,22 +105,22 @@ TEST(CrossProcess, ServiceManagerAndObjectsCrossProcesses) {
     sp<IBinder> mine = new Callback();
     EXPECT_EQ(mine.get(), echo.roundTrip(mine).get());
     ASSERT_EQ(android::OK, sm->addService(String16("test.local"), mine));
-    EXPECT_EQ(mine.get(), sm->checkService(String16("test.local")).get());
-    EXPECT_EQ(nullptr, sm->checkService(String16("test.absent")));
+    EXPECT_EQ(mine.get(), checkService("test.local").get());
+    EXPECT_EQ(nullptr, checkService("test.absent"));
 
     // A node lives while another process holds it, and only that long.
-    std::atomic<bool> destroyed{false};
-    sp<IBinder> held = new Callback(&destroyed);
+    sp<IBinder> held = new Callback();
+    const android::wp<IBinder> weak = held;
     ASSERT_EQ(nullptr, echo.roundTrip(held, kHold));
     const size_t withHeld = android::hostbinder::nodeCount();
     held.clear();
-    EXPECT_FALSE(destroyed.load());
+    EXPECT_NE(nullptr, weak.promote());
     echo.roundTrip(nullptr, kHold);
-    EXPECT_TRUE(waitUntil([&] { return destroyed.load(); }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return weak.promote() == nullptr; }, 30s));
     EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() == withHeld - 1; }, 30s));
 }
 
-TEST(CrossProcess, NestedCallsAreServedOnTheWaitingThreadAndOneWayCallsInOrder) {
+TEST(CrossProcess, NestedCallsRunOnTheWaitingThreadOneWayCallsInOrderOversizedOnesNowhere) {
     Echo echo;
     ASSERT_NE(nullptr, echo.binder);
     sp<Callback> callback = new Callback();
@@ -137,7 +128,7 @@ TEST(CrossProcess, NestedCallsAreServedOnTheWaitingThreadAndOneWayCallsInOrder) 
     Parcel reply;
     data.writeStrongBinder(callback);
     ASSERT_EQ(android::OK, echo.call(kCallBack, data, &reply));
-    EXPECT_EQ(threadId(), reply.readInt32());
+    EXPECT_EQ(gettid(), reply.readInt32());
     EXPECT_EQ(echo.process.pid(), callback->callerPid.load());
 
     constexpr int32_t kCalls = 300;
@@ -159,26 +150,20 @@ TEST(CrossProcess, NestedCallsAreServedOnTheWaitingThreadAndOneWayCallsInOrder) 
             },
             30s));
     for (int32_t i = 0; i < kCalls; ++i) ASSERT_EQ(i, records[static_cast<size_t>(i)]);
-}
 
-TEST(CrossProcess, TransactionsOverTheBufferFailAndDeliverNothing) {
-    Echo echo;
-    ASSERT_NE(nullptr, echo.binder);
+    // A transaction over the buffer fails and delivers nothing.
     const std::vector<uint8_t> bytes(wire::kMaxTransactionBytes + 4, 0x5a);
     Parcel fits;
     fits.write(bytes.data(), wire::kMaxTransactionBytes);
-    Parcel reply;
     ASSERT_EQ(android::OK, echo.call(kSize, fits, &reply));
     EXPECT_EQ(static_cast<int32_t>(wire::kMaxTransactionBytes), reply.readInt32());
 
     Parcel tooBig;
     tooBig.write(bytes.data(), bytes.size());
     EXPECT_EQ(android::FAILED_TRANSACTION, echo.call(kSize, tooBig, &reply));
-    Parcel none;
-    Parcel records;
-    ASSERT_EQ(android::OK, echo.call(kRecords, none, &records));
-    EXPECT_EQ(0, records.readInt32());
-    EXPECT_EQ(1, records.readInt32());  // only the first kSize arrived
+    ASSERT_EQ(android::OK, echo.call(kRecords, Parcel(), &reply));
+    reply.setDataPosition(4 * (kCalls + 1));
+    EXPECT_EQ(1, reply.readInt32());  // only the first kSize arrived
 }
 
 class DeathCounter : public IBinder::DeathRecipient {
@@ -192,13 +177,13 @@ public:
 };
 
 TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
-    auto sm = android::defaultServiceManager();
     auto echo = std::make_unique<Echo>();
     ASSERT_NE(nullptr, echo->binder);
     const size_t nodesBefore = android::hostbinder::nodeCount();
-    std::atomic<bool> destroyed{false};
+    android::wp<IBinder> weak;
     {
-        sp<IBinder> held = new Callback(&destroyed);
+        sp<IBinder> held = new Callback();
+        weak = held;
         ASSERT_EQ(nullptr, echo->roundTrip(held, kHold));
     }
     sp<DeathCounter> counter = new DeathCounter();
@@ -215,9 +200,9 @@ TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
     Parcel reply;
     EXPECT_EQ(android::DEAD_OBJECT, old->transact(kWhoCalls, none, &reply));
     EXPECT_EQ(android::DEAD_OBJECT, old->linkToDeath(counter));
-    EXPECT_TRUE(waitUntil([&] { return destroyed.load(); }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return weak.promote() == nullptr; }, 30s));
     EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() == nodesBefore; }, 30s));
-    EXPECT_TRUE(waitUntil([&] { return sm->checkService(String16(kEchoName)) == nullptr; }, 30s));
+    EXPECT_TRUE(waitUntil([&] { return checkService(kEchoName) == nullptr; }, 30s));
 
     echo = std::make_unique<Echo>();
     ASSERT_NE(nullptr, echo->binder);
@@ -228,10 +213,8 @@ TEST(CrossProcess, AKilledProcessTakesItsNodesNamesAndReferencesWithIt) {
 TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
     Echo echo;
     ASSERT_NE(nullptr, echo.binder);
-    const std::string sockets = gDevice->dir() + "/binder/";
-    HelperProcess hostile(helper({"hostile", "3000", sockets + "servicemanager",
-                                  sockets + std::to_string(echo.process.pid()),
-                                  sockets + std::to_string(getpid())}));
+    HelperProcess hostile(helper({"hostile", "3000", gDevice->socket("servicemanager"),
+                                  gDevice->socket(echo.process.pid()), gDevice->socket(getpid())}));
     ASSERT_EQ("ready", hostile.readLine());
     std::atomic<bool> done{false};
     std::thread waiter([&] {
@@ -240,21 +223,77 @@ TEST(CrossProcess, AHostilePeerIsCutOffWhileEveryoneElseGoesOn) {
     });
     // A handle never given out, an object entry off its flat object, a truncated frame: each
     // from another process, each cut off.
-    HelperProcess forger(helper({"forge", sockets + std::to_string(echo.process.pid())}));
+    HelperProcess forger(helper({"forge", gDevice->socket(echo.process.pid())}));
     EXPECT_EQ("closed closed closed", forger.readLine());
 
+    // Not ASSERT inside: the waiter must be joined.
     sp<Callback> callback = new Callback();
-    int calls = 0;
-    while (!done || calls < 20) {
+    for (int calls = 0; !done || calls < 20; ++calls) {
         Parcel data;
         Parcel reply;
         data.writeStrongBinder(callback);
-        ASSERT_EQ(android::OK, echo.call(kCallBack, data, &reply));
-        ASSERT_EQ(threadId(), reply.readInt32());
-        ASSERT_NE(nullptr, android::defaultServiceManager()->checkService(String16(kEchoName)));
-        ++calls;
+        if (echo.call(kCallBack, data, &reply) != android::OK || reply.readInt32() != gettid() ||
+            checkService(kEchoName) == nullptr) {
+            ADD_FAILURE() << "call " << calls << " failed under the hostile peer";
+            break;
+        }
     }
     waiter.join();
+}
+
+// The device-config client's readers while a service process is started and SIGKILLed a
+// thousand times: each answer is the service's or the default, and nothing is left behind.
+TEST(CrossProcess, DeviceConfigReadersSurviveADeathStormAndNothingIsLeftBehind) {
+    using com::halcyon::deviceconfig::DeviceConfig;
+    constexpr int kCycles = 1000;
+    const auto read = [](DeviceConfig& config) {
+        return config.getProperties("ns", {"key"}).getString("key", "default");
+    };
+    {
+        // The first contact opens what stays open for the process (service manager channel).
+        HelperProcess service(helper({"deviceconfig"}));
+        ASSERT_EQ("ready", service.readLine());
+        DeviceConfig warmUp;
+        ASSERT_EQ("value", read(warmUp));
+    }
+    ASSERT_TRUE(waitUntil([] { return checkService(kDeviceConfigName) == nullptr; }, 30s));
+    const size_t nodesBefore = android::hostbinder::nodeCount();
+    const size_t descriptorsBefore = openDescriptors();
+
+    std::atomic<bool> stop{false};
+    std::atomic<int> reads{0};
+    std::atomic<int> served{0};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 4; ++i) {
+        readers.emplace_back([&] {
+            while (!stop) {
+                DeviceConfig config;
+                for (int n = 0; n < 8 && !stop; ++n, ++reads) {
+                    const std::string value = read(config);
+                    served += value == "value";
+                    wrong += value != "value" && value != "default";
+                }
+            }
+        });
+    }
+    const auto start = std::chrono::steady_clock::now();
+    auto storm = std::make_unique<HelperProcess>(helper({"storm", std::to_string(kCycles)}));
+    const std::string outcome = storm->readLine(900s);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    stop = true;
+    for (std::thread& reader : readers) reader.join();
+    ASSERT_EQ("done", outcome);
+    EXPECT_EQ(0, storm->wait());
+    storm.reset();  // its pipe is one of the descriptors counted below
+    EXPECT_EQ(0, wrong.load());
+    std::printf("death storm: %d cycles in %.1f s, %d reads (%d from the service)\n", kCycles,
+                took.count(), reads.load(), served.load());
+
+    EXPECT_TRUE(waitUntil([&] { return android::hostbinder::nodeCount() <= nodesBefore; }, 30s));
+    // A connection the client had before the storm may since have closed; none may be left over.
+    EXPECT_TRUE(waitUntil([&] { return openDescriptors() <= descriptorsBefore; }, 30s))
+            << openDescriptors() << " descriptors open, " << descriptorsBefore << " before";
 }
 
 // --- the frame decoder -------------------------------------------------------------------
@@ -263,46 +302,36 @@ TEST(Wire, DecodeFrameRefusesWhatReceiversRelyOn) {
     using android::hostbinder::kTypeBinder;
     using android::hostbinder::kTypeHandle;
     const auto handleAt8 = withFlatObjectAt(40, 8, kTypeHandle);
-    const wire::WireObject at8{8, 3, 100, 0};
-    const auto good = transactionFrame(wire::kTransaction, handleAt8, {at8});
+    const auto good = transactionFrame(handleAt8, {{8, 3, 100, 0}});
     const auto decoded = wire::decodeFrame(good.data(), good.size());
     ASSERT_TRUE(decoded.valid);
     EXPECT_EQ(7u, decoded.node);
     EXPECT_EQ(40u, decoded.dataSize);
     EXPECT_EQ(1u, decoded.objectCount);
-    EXPECT_TRUE(wire::decodeFrame(transactionFrame(wire::kReply, {}, {}).data(), 24).valid);
 
-    auto truncated = good;
-    truncated.pop_back();
-    auto trailing = good;
-    trailing.push_back(0);
-    auto unknownCommand = good;
-    unknownCommand[4] = 9;
+    // A header and then `body` zero bytes.
+    const auto bare = [](size_t length, uint32_t command, size_t body) {
+        std::vector<uint8_t> frame(8 + body, 0);
+        const wire::FrameHeader header{static_cast<uint32_t>(length), command};
+        std::memcpy(frame.data(), &header, 8);
+        return frame;
+    };
     auto twoObjects = withFlatObjectAt(64, 32, kTypeBinder);
     std::memcpy(twoObjects.data() + 8, &kTypeHandle, sizeof(kTypeHandle));
-    std::vector<uint8_t> zeroRelease(8 + sizeof(wire::RefHead), 0);
-    const wire::FrameHeader release{sizeof(wire::RefHead), wire::kRelease};
-    std::memcpy(zeroRelease.data(), &release, 8);
-    std::vector<uint8_t> huge(8, 0);
-    const wire::FrameHeader hugeHeader{static_cast<uint32_t>(wire::kMaxPayload + 1),
-                                       wire::kTransaction};
-    std::memcpy(huge.data(), &hugeHeader, 8);
     const std::vector<std::vector<uint8_t>> refused = {
-            truncated,
-            trailing,
-            unknownCommand,
-            huge,
-            zeroRelease,
+            {good.begin(), good.end() - 1},
+            bare(0, wire::kHello, 1),                                            // trailing byte
+            bare(0, 9, 0),                                                       // unknown command
+            bare(wire::kMaxPayload + 1, wire::kTransaction, 0),                  // huge
+            bare(sizeof(wire::RefHead), wire::kRelease, sizeof(wire::RefHead)),  // count 0
             {1, 2, 3},
-            transactionFrame(wire::kTransaction, handleAt8, {{6, 3, 100, 0}}),   // misaligned
-            transactionFrame(wire::kTransaction, handleAt8, {{12, 3, 100, 0}}),  // not an object
-            transactionFrame(wire::kTransaction, handleAt8, {{24, 3, 100, 0}}),  // runs past
-            transactionFrame(wire::kTransaction, handleAt8, {{8, 3, 0, 0}}),     // no owner
-            transactionFrame(wire::kTransaction, twoObjects, {{32, 1, 5, 0}, {8, 1, 5, 0}}),  // order
-            transactionFrame(wire::kTransaction, twoObjects,
-                             {{8, 1, 5, 0}, {28, 1, 5, 0}}),  // overlap
-            transactionFrame(wire::kTransaction,
-                             std::vector<uint8_t>(wire::kMaxTransactionBytes + 4), {}),
+            transactionFrame(handleAt8, {{6, 3, 100, 0}}),                // misaligned
+            transactionFrame(handleAt8, {{12, 3, 100, 0}}),               // not an object
+            transactionFrame(handleAt8, {{24, 3, 100, 0}}),               // runs past
+            transactionFrame(handleAt8, {{8, 3, 0, 0}}),                  // no owner
+            transactionFrame(twoObjects, {{32, 1, 5, 0}, {8, 1, 5, 0}}),  // order
+            transactionFrame(twoObjects, {{8, 1, 5, 0}, {28, 1, 5, 0}}),  // overlap
+            transactionFrame(std::vector<uint8_t>(wire::kMaxTransactionBytes + 4), {}),
     };
     for (size_t i = 0; i < refused.size(); ++i) {
         EXPECT_FALSE(wire::decodeFrame(refused[i].data(), refused[i].size()).valid) << "case " << i;
