@@ -1,6 +1,5 @@
 // A client process of the host device's property service, driven by its arguments:
-//   set NAME VALUE RESULT   writeProperty() must answer RESULT (ok, invalid-name, too-long,
-//                           read-only, no-host-device)
+//   set NAME VALUE RESULT   writeProperty() must answer RESULT (ok, read-only, no-host-device)
 //   libbase-set NAME VALUE  android::base::SetProperty() must succeed
 //   expect NAME VALUE       waits (bounded) until GetProperty(NAME) and the bionic read give VALUE
 //   unset NAME              NAME must not exist
@@ -16,7 +15,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <string>
 
@@ -26,14 +24,11 @@ using hostproperties::SetPropertyResult;
 
 const std::map<std::string, SetPropertyResult> kResults = {
         {"ok", SetPropertyResult::kOk},
-        {"invalid-name", SetPropertyResult::kInvalidName},
-        {"too-long", SetPropertyResult::kValueTooLong},
         {"read-only", SetPropertyResult::kReadOnly},
         {"no-host-device", SetPropertyResult::kNoHostDevice},
 };
 
-std::string bionicValue(const char* name) {
-    const prop_info* info = __system_property_find(name);
+std::string valueOf(const prop_info* info) {
     if (info == nullptr) return "<unset>";
     std::string value;
     __system_property_read_callback(
@@ -45,44 +40,26 @@ std::string bionicValue(const char* name) {
     return value;
 }
 
-bool expect(const char* name, const std::string& value) {
+// Waits (bounded) until `read` answers `value`, sleeping on the serial of `info` (of the whole
+// area when null).
+template <typename Read>
+bool waitFor(const prop_info* info, const Read& read, const std::string& value) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     const timespec step{1, 0};
     for (;;) {
-        const uint32_t serial = __system_property_area_serial();
-        if (android::base::GetProperty(name, "<unset>") == value && bionicValue(name) == value) {
-            return true;
+        const uint32_t serial =
+                info ? __system_property_serial(info) : __system_property_area_serial();
+        const std::string current = read();
+        if (current == value) return true;
+        if (std::chrono::steady_clock::now() > deadline) {
+            fprintf(stderr, "read '%s', expected '%s'\n", current.c_str(), value.c_str());
+            return false;
         }
-        if (std::chrono::steady_clock::now() > deadline) break;
-        __system_property_wait(nullptr, serial, nullptr, &step);
+        __system_property_wait(info, serial, nullptr, &step);
     }
-    fprintf(stderr, "%s is '%s', expected '%s'\n", name, bionicValue(name).c_str(), value.c_str());
-    return false;
 }
 
 const prop_info* gHeld = nullptr;
-
-bool watch(const std::string& value) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    const timespec step{1, 0};
-    for (;;) {
-        const uint32_t serial = __system_property_serial(gHeld);
-        std::string current;
-        __system_property_read_callback(
-                gHeld,
-                [](void* cookie, const char*, const char* v, uint32_t) {
-                    *static_cast<std::string*>(cookie) = v;
-                },
-                &current);
-        if (current == value) return true;
-        if (std::chrono::steady_clock::now() > deadline) {
-            fprintf(stderr, "held handle reads '%s', expected '%s'\n", current.c_str(),
-                    value.c_str());
-            return false;
-        }
-        __system_property_wait(gHeld, serial, nullptr, &step);
-    }
-}
 
 }  // namespace
 
@@ -101,7 +78,16 @@ int main(int argc, char** argv) {
             held = android::base::SetProperty(argv[i + 1], argv[i + 2]);
             i += 3;
         } else if (step == "expect" && left >= 2) {
-            held = expect(argv[i + 1], argv[i + 2]);
+            const char* name = argv[i + 1];
+            // libbase and bionic must agree.
+            held = waitFor(
+                    nullptr,
+                    [name] {
+                        const std::string value = valueOf(__system_property_find(name));
+                        return android::base::GetProperty(name, "<unset>") == value ? value
+                                                                                    : "<disagree>";
+                    },
+                    argv[i + 2]);
             i += 3;
         } else if (step == "unset" && left >= 1) {
             held = __system_property_find(argv[i + 1]) == nullptr;
@@ -111,7 +97,8 @@ int main(int argc, char** argv) {
             held = gHeld != nullptr;
             i += 2;
         } else if (step == "watch" && left >= 1 && gHeld != nullptr) {
-            held = watch(argv[i + 1]);
+            held = waitFor(
+                    gHeld, [] { return valueOf(gHeld); }, argv[i + 1]);
             i += 2;
         } else if (step == "ready") {
             held = printf("ready\n") > 0 && fflush(stdout) == 0;
