@@ -77,23 +77,9 @@ TEST(SettingsModuleCreateFails, EveryCallAsksTheModuleAgain) {
 
 #elif defined(LOADER_MODULE_RECORDING)
 
-TEST(SettingsModuleLifecycle, LastCopyHandsObjectBackOnceWithVersion3) {
-    std::shared_ptr<ISettingsManager> first = createSettingsManagerPtr();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(recorded<int64_t>("testModuleCreateVersion"), 3);
-    void* object = first.get();
-
-    std::shared_ptr<ISettingsManager> copy = first;
-    first.reset();
-    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), 0);
-
-    copy.reset();
-    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), 1);
-    EXPECT_EQ(recorded<int64_t>("testModuleDestroyVersion"), 3);
-    EXPECT_EQ(recorded<void*>("testModuleDestroyedObject"), object);
-}
-
-TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnce) {
+// Concurrent first calls load the module once; the last copy of each object hands it back once,
+// with version 3.
+TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnceAndLastCopiesDestroy) {
     testsupport::LogCapture log;
     constexpr int kThreads = 8;
     std::vector<std::shared_ptr<ISettingsManager> > created(kThreads);
@@ -116,9 +102,16 @@ TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnce) {
     EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader", kLoadingLine), 1u);
     EXPECT_EQ(log.withTag("BasaltLoader").size(), 1u);
     EXPECT_EQ(recorded<int>("testModuleCreateCalls"), kThreads);
+    EXPECT_EQ(recorded<int64_t>("testModuleCreateVersion"), 3);
 
+    void* last = created.back().get();
+    std::shared_ptr<ISettingsManager> copy = created.back();
     created.clear();
+    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), kThreads - 1);
+    copy.reset();
     EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), kThreads);
+    EXPECT_EQ(recorded<int64_t>("testModuleDestroyVersion"), 3);
+    EXPECT_EQ(recorded<void*>("testModuleDestroyedObject"), last);
 }
 
 struct Counted {
