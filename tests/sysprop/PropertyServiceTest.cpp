@@ -1,6 +1,5 @@
-// The host device's property service with real client processes.
-
-#include <sys/system_properties.h>
+// The host device's property service with real client processes (the host device's test
+// client, which reads and writes properties through libbase).
 
 #include <HostDeviceTestSupport.h>
 #include <android-base/file.h>
@@ -10,7 +9,6 @@
 #include <algorithm>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -18,9 +16,9 @@ using hostdevicetest::ClientProcess;
 using hostproperties::PropertyService;
 using hostproperties::SetPropertyResult;
 
-// A property_client process on the host device in `dir`, running `steps`.
-ClientProcess client(const std::string& dir, const std::vector<std::string>& steps) {
-    return ClientProcess(PROPERTY_CLIENT, {"HALCYON_HOST_DEVICE=" + dir}, steps);
+std::unique_ptr<ClientProcess> client(const std::string& dir) {
+    return std::make_unique<ClientProcess>(HOST_DEVICE_TEST_CLIENT,
+                                           std::vector<std::string>{"HALCYON_HOST_DEVICE=" + dir});
 }
 
 std::unique_ptr<PropertyService> start(const std::string& dir) {
@@ -39,45 +37,41 @@ TEST(PropertyService, ClientsShareOneDeviceAndPersistedValuesSurviveARestart) {
     EXPECT_NE(error.find("already runs"), std::string::npos) << error;
     ASSERT_EQ(service->set("ro.test.seeded", "1"), SetPropertyResult::kOk);
 
-    // Each waits for the other's write, so both run at once.
-    ClientProcess a = client(dir.path, {"expect", "ro.test.seeded", "1", "set", "test.from_a", "1",
-                                        "ok", "expect", "test.from_b", "2"});
-    ClientProcess b = client(
-            dir.path, {"expect", "test.from_a", "1", "set", "test.from_b", "2", "ok", "libbase-set",
-                       "persist.test.kept", "yes", "set", "ro.test.seeded", "2", "read-only"});
-    EXPECT_EQ(a.wait(), 0);
-    EXPECT_EQ(b.wait(), 0);
+    auto a = client(dir.path);
+    auto b = client(dir.path);
+    EXPECT_EQ(a->ask("prop ro.test.seeded"), "1");
+    ASSERT_EQ(a->ask("setprop test.from_a 1"), "1");
+    EXPECT_EQ(b->ask("prop test.from_a"), "1");
+    EXPECT_EQ(b->ask("setprop ro.test.seeded 2"), "0");
+    ASSERT_EQ(b->ask("setprop persist.test.kept yes"), "1");
     EXPECT_EQ(service->get("persist.test.kept"), "yes");
     EXPECT_EQ(service->get("ro.test.seeded"), "1");
     const auto all = service->list();
     EXPECT_NE(std::find(all.begin(), all.end(),
-                        std::make_pair(std::string("test.from_b"), std::string("2"))),
+                        std::pair<std::string, std::string>("test.from_a", "1")),
               all.end());
 
     // A client that mapped the first area, holding a handle from it, follows the restarted
-    // service's area.
-    ClientProcess survivor =
-            client(dir.path,
-                   {"expect", "persist.test.kept", "yes", "hold", "persist.test.kept", "ready",
-                    "watch", "again", "expect", "test.after_restart", "1", "unset", "test.from_a"});
-    ASSERT_TRUE(survivor.waitFor("ready"));
+    // service's area; while no service runs, writes are refused.
+    ASSERT_EQ(a->ask("hold persist.test.kept"), "1");
     service.reset();
-    EXPECT_EQ(client(dir.path, {"set", "test.while_down", "1", "no-host-device"}).wait(), 0);
-
+    EXPECT_EQ(b->ask("setprop test.while_down 1"), "0");
     service = start(dir.path);
     ASSERT_NE(service, nullptr);
     EXPECT_EQ(service->get("persist.test.kept"), "yes");
     EXPECT_EQ(service->get("test.from_a"), std::nullopt);
     ASSERT_EQ(service->set("test.after_restart", "1"), SetPropertyResult::kOk);
     ASSERT_EQ(service->set("persist.test.kept", "again"), SetPropertyResult::kOk);
-    EXPECT_EQ(survivor.wait(), 0);
+    EXPECT_TRUE(testsupport::waitUntil([&] { return a->ask("held") == "again"; }));
+    EXPECT_TRUE(testsupport::waitUntil([&] { return a->ask("prop test.after_restart") == "1"; }));
+    EXPECT_EQ(a->ask("prop test.from_a"), "");
 }
 
 TEST(PropertyService, WithoutAHostDeviceClientsAreRefusedAndStartFailsClearly) {
     TemporaryDir dir;
-    EXPECT_EQ(client(dir.path, {"set", "test.nobody", "1", "no-host-device", "unset", "test.nobody"})
-                      .wait(),
-              0);
+    auto lone = client(dir.path);
+    EXPECT_EQ(lone->ask("setprop test.nobody 1"), "0");
+    EXPECT_EQ(lone->ask("prop test.nobody"), "");
     std::string error;
     EXPECT_EQ(PropertyService::start("/nonexistent/device", "/nonexistent/device", &error), nullptr);
     EXPECT_NE(error.find("/nonexistent/device"), std::string::npos) << error;
