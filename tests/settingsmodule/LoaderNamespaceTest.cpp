@@ -63,7 +63,9 @@ std::string firstLoad(LinkerBehaviour how) {
         return "not opened in the namespace";
     }
     // Only the namespace is asked for: flags = ANDROID_DLEXT_USE_NAMESPACE, nothing else set.
-    const android_dlextinfo expected{.flags = 0x200, .library_namespace = kFakeNamespace};
+    android_dlextinfo expected{};
+    expected.flags = 0x200;
+    expected.library_namespace = kFakeNamespace;
     if (memcmp(&openInfo, &expected, sizeof(expected)) != 0) return "wrong extended open";
     return BASALT::internal::Loader::moduleHandle() != nullptr ? "" : "no module handle";
 }

@@ -94,36 +94,6 @@ TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnceAndLastCopiesDestroy) 
     EXPECT_EQ(recorded<void*>("testModuleDestroyedObject"), last);
 }
 
-struct Counted {
-    int* destroyed;
-};
-
-void destroyCounted(Counted* object) {
-    ++*object->destroyed;
-}
-
-TEST(SettingsModulePtr, OwnershipFollowsTheDestroyFunction) {
-    int destroyed = 0;
-    Counted object{&destroyed};
-
-    { BASALT::Ptr<Counted> owned(&object, &destroyCounted); }
-    EXPECT_EQ(destroyed, 1);
-
-    BASALT::Ptr<Counted> owned(&object, &destroyCounted);
-    std::shared_ptr<Counted> shared = owned.toShared();
-    EXPECT_FALSE(owned);
-    EXPECT_EQ(shared.get(), &object);
-    shared.reset();
-    EXPECT_EQ(destroyed, 2);
-
-    // Without a destroy function the shared_ptr must not free what it never owned.
-    std::shared_ptr<Counted> unowned = BASALT::Ptr<Counted>(&object, nullptr).toShared();
-    unowned.reset();
-    EXPECT_EQ(destroyed, 2);
-
-    EXPECT_EQ(BASALT::Ptr<Counted>().toShared(), nullptr);
-}
-
 #endif
 
 }  // namespace
