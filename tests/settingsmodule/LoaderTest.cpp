@@ -35,7 +35,16 @@ T recorded(const char* name) {
 
 // No settings object from an absent module (one error line), from one without a create entry
 // point (no error), or from one whose create fails (asked again on every call).
-TEST(SettingsModuleUnusable, EveryCallAnswersEmptyAndTheModuleLoadsOnce) {
+// One suite name per variant: the test runner tells the executables' cases apart by name.
+#if defined(LOADER_MODULE_ABSENT)
+#define UNUSABLE_MODULE SettingsModuleAbsent
+#elif defined(LOADER_MODULE_NO_CREATE)
+#define UNUSABLE_MODULE SettingsModuleWithoutCreate
+#else
+#define UNUSABLE_MODULE SettingsModuleCreateFails
+#endif
+
+TEST(UNUSABLE_MODULE, EveryCallAnswersEmptyAndTheModuleLoadsOnce) {
     testsupport::LogCapture log;
     for (int call = 0; call < 3; ++call) EXPECT_EQ(createSettingsManagerPtr(), nullptr);
 
