@@ -86,8 +86,7 @@ TEST(PreferencesService, TypedValuesSurviveReopeningAndBadOnesAreRefused) {
         bool stored = false;
         for (const Setting& good : {setting("telemetry_state", Setting::kString, "on"),
                                     setting("current_user", Setting::kInt, "11"),
-                                    setting("vela_account_checkpointed", Setting::kBool, "true"),
-                                    setting("gone", Setting::kString, "x")}) {
+                                    setting("vela_account_checkpointed", Setting::kBool, "true")}) {
             ASSERT_TRUE(service->put(good, &stored).isOk());
             EXPECT_TRUE(stored) << good.key;
         }
@@ -98,11 +97,6 @@ TEST(PreferencesService, TypedValuesSurviveReopeningAndBadOnesAreRefused) {
             ASSERT_TRUE(service->put(bad, &stored).isOk());
             EXPECT_FALSE(stored) << bad.key << "=" << bad.value;
         }
-        bool existed = false;
-        ASSERT_TRUE(service->remove("gone", &existed).isOk());
-        EXPECT_TRUE(existed);
-        ASSERT_TRUE(service->remove("gone", &existed).isOk());
-        EXPECT_FALSE(existed);
         android::hostbinder::killService(
                 android::String16(com::halcyon::preferences::kPreferencesServiceName));
     }

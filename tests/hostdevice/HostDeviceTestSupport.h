@@ -87,19 +87,17 @@ inline ProgramRun runProgram(const std::string& program, const std::vector<std::
     return run;
 }
 
-// A client process driven over its stdin/stdout (see spawn()); killed at the end unless waited
-// for.
+// A client process (TestClient.cpp) driven over its stdin/stdout; killed at the end.
 class ClientProcess {
 public:
-    ClientProcess(const std::string& program, const std::vector<std::string>& env,
-                  const std::vector<std::string>& args = {}) {
+    ClientProcess(const std::string& program, const std::vector<std::string>& env) {
         int toChild[2], fromChild[2];
         if (pipe2(toChild, O_CLOEXEC) != 0 || pipe2(fromChild, O_CLOEXEC) != 0) return;
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, toChild[0], 0);
         posix_spawn_file_actions_adddup2(&actions, fromChild[1], 1);
-        pid_ = spawn(program, args, env, &actions);
+        pid_ = spawn(program, {}, env, &actions);
         posix_spawn_file_actions_destroy(&actions);
         close(toChild[0]);
         close(fromChild[1]);
@@ -115,14 +113,6 @@ public:
             kill(pid_, SIGKILL);
             waitpid(pid_, nullptr, 0);
         }
-    }
-
-    // Waits for the process to exit and answers its exit status (-1 when it did not exit).
-    int wait() {
-        int status = 0;
-        const bool exited = pid_ > 0 && waitpid(pid_, &status, 0) == pid_ && WIFEXITED(status);
-        pid_ = -1;
-        return exited ? WEXITSTATUS(status) : -1;
     }
 
     void send(const std::string& line) {
