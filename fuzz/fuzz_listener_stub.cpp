@@ -1,12 +1,11 @@
 // The library's change listener (IOnPropertiesChangeListener stub) on hostile one-way calls,
 // delivering to a user listener that reads every key back. Input: byte 0 picks the code
 // (0-2); byte 1 bit 0 prepends a valid interface token; the rest is the request data.
-#include <binder/IBinder.h>
-#include <binder/Parcel.h>
 #include <deviceconfig/OnPropertiesChangeListener.h>
 
-#include <cstdint>
 #include <memory>
+
+#include "FuzzedRequest.h"
 
 using com::halcyon::deviceconfig::OnPropertiesChangeListener;
 using com::halcyon::deviceconfig::Properties;
@@ -25,15 +24,9 @@ struct ReadingListener : OnPropertiesChangeListener {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    if (size < 2) return 0;
     static const android::sp<OnPropertiesChangeListener::OnDeviceConfigChangeListener> stub =
             new OnPropertiesChangeListener::OnDeviceConfigChangeListener(
                     std::make_shared<ReadingListener>());
-    android::Parcel request;
-    if ((data[1] & 1) != 0) request.writeInterfaceToken(stub->getInterfaceDescriptor());
-    request.write(data + 2, size - 2);
-    request.setDataPosition(0);
-    android::Parcel reply;
-    stub->onTransact(data[0] % 3, request, &reply, android::IBinder::FLAG_ONEWAY);
+    transactFuzzedRequest(*stub, data, size, 3, /*alwaysOneway=*/true);
     return 0;
 }

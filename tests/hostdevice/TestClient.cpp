@@ -9,6 +9,8 @@
 //   put KEY VALUE          "put 1|0" through the settings module
 //   setprop NAME VALUE     "setprop 1|0" through libbase
 //   prop NAME              "prop VALUE" through libbase
+//   hold NAME              "hold 1|0": keeps NAME's property handle, if it exists
+//   held                   "held VALUE": the value read through the kept handle
 //   dc NS KEY              "dc VALUE" through a DeviceConfig
 // Notices: "setting KEY" (settings module listener), "deviceconfig KEY=VALUE".
 
@@ -18,6 +20,7 @@
 #include <telemetry/settingsmanager/TelemetrySettingsManager.h>
 
 #include <android-base/properties.h>
+#include <sys/system_properties.h>
 
 #include <chrono>
 #include <cstdio>
@@ -68,6 +71,7 @@ int main() {
     SettingPrinter settingPrinter;
     auto deviceConfigPrinter = std::make_shared<DeviceConfigPrinter>();
     std::unique_ptr<DeviceConfig> deviceConfig;
+    const prop_info* held = nullptr;
     const auto now = [] { return std::chrono::steady_clock::now(); };
 
     std::string line;
@@ -97,6 +101,18 @@ int main() {
             say(std::string("setprop ") + (android::base::SetProperty(a, b) ? "1" : "0"));
         } else if (command == "prop") {
             say("prop " + android::base::GetProperty(a, ""));
+        } else if (command == "hold") {
+            held = __system_property_find(a.c_str());
+            say(std::string("hold ") + (held ? "1" : "0"));
+        } else if (command == "held") {
+            std::string value;
+            __system_property_read_callback(
+                    held,
+                    [](void* cookie, const char*, const char* v, uint32_t) {
+                        *static_cast<std::string*>(cookie) = v;
+                    },
+                    &value);
+            say("held " + value);
         } else if (command == "dc") {
             DeviceConfig reader;
             say("dc " + reader.getProperties(a, {b}).getString(b, ""));

@@ -5,18 +5,19 @@
 #include <settingsmodule_host/HostSettingsControl.h>
 
 #include <LogCapture.h>
+#include <TempDir.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
+#include <optional>
 #include <fstream>
 #include <functional>
 #include <future>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -47,15 +48,13 @@ std::optional<std::string> textOf(ISettingsManager& manager, const char* key) {
     return std::string(value->getString());
 }
 
-// Records the keys it is called for and whether any call came on the thread that created it;
-// `hook` runs after each call is recorded, outside the lock.
+// Records the keys it is called for; `hook` runs after each call is recorded, outside the lock.
 class RecordingListener : public ISettingsListener {
 public:
     void onSettingChange(const char* key) override {
         {
             std::lock_guard<std::mutex> lock(mutex_);
             keys_.push_back(key);
-            calledOnCreatorThread_ |= std::this_thread::get_id() == creator_;
         }
         if (hook) hook(key);
     }
@@ -63,37 +62,42 @@ public:
         std::lock_guard<std::mutex> lock(mutex_);
         return keys_;
     }
-    bool calledOnCreatorThread() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return calledOnCreatorThread_;
-    }
 
     std::function<void(const char* key)> hook;
 
 private:
-    const std::thread::id creator_ = std::this_thread::get_id();
     mutable std::mutex mutex_;
     std::vector<std::string> keys_;
-    bool calledOnCreatorThread_ = false;
 };
 
+// The module reads its settings file once per process, at its first load: this case loads first.
 TEST(HostSettingsModule, SeedsFromFileAndSkipsMalformedLines) {
-    char path[] = "/tmp/basalt-settings-XXXXXX";
-    int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    {
-        std::ofstream file(path);
-        file << "# seeded settings\n"
-                "telemetry_state = on\n"
-                "\n"
-                "no equals sign here\n"
-                "=value without key\n"
-                "managed_device=7\n"
-                "empty_value=\n"
-                "url=https://example.invalid/a=b#frag\n";
-    }
-    setenv("BASALT_SETTINGS_FILE", path, 1);
+    // A process whose file cannot be read starts empty (in a child that runs only this far).
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+            {
+                setenv("BASALT_SETTINGS_FILE", "/nonexistent/basalt.conf", 1);
+                testsupport::LogCapture failing;
+                const bool empty = textOf(*load().manager, "telemetry_state") == std::nullopt;
+                std::_Exit(empty && failing.count(ANDROID_LOG_ERROR, "BasaltHostSettings",
+                                                  "cannot read settings file "
+                                                  "'/nonexistent/basalt.conf'") == 1
+                                   ? 0
+                                   : 1);
+            },
+            ::testing::ExitedWithCode(0), "");
+
+    testsupport::TempDir dir("basalt-settings");
+    const std::string path = dir.path() + "/settings.conf";
+    std::ofstream(path) << "# seeded settings\n"
+                           "telemetry_state = on\n"
+                           "\n"
+                           "no equals sign here\n"
+                           "=value without key\n"
+                           "managed_device=7\n"
+                           "empty_value=\n"
+                           "url=https://example.invalid/a=b#frag\n";
+    setenv("BASALT_SETTINGS_FILE", path.c_str(), 1);
     testsupport::LogCapture log;
 
     Loaded loaded = load();
@@ -104,60 +108,45 @@ TEST(HostSettingsModule, SeedsFromFileAndSkipsMalformedLines) {
     EXPECT_EQ(textOf(settings, "empty_value"), "");
     EXPECT_EQ(textOf(settings, "url"), "https://example.invalid/a=b#frag");
     EXPECT_EQ(textOf(settings, "no equals sign here"), std::nullopt);
-    EXPECT_EQ(log.count(ANDROID_LOG_WARN, "BasaltHostSettings",
-                        std::string(path) + ":4: malformed settings line skipped"),
-              1u);
-    EXPECT_EQ(log.count(ANDROID_LOG_WARN, "BasaltHostSettings",
-                        std::string(path) + ":5: malformed settings line skipped"),
-              1u);
+    for (const char* line : {":4", ":5"}) {
+        EXPECT_EQ(log.count(ANDROID_LOG_WARN, "BasaltHostSettings",
+                            path + line + ": malformed settings line skipped"),
+                  1u);
+    }
     EXPECT_EQ(log.withTag("BasaltHostSettings").size(), 2u);
-    unlink(path);
-}
-
-TEST(HostSettingsModule, UnreadableFileLeavesSettingsEmpty) {
-    setenv("BASALT_SETTINGS_FILE", "/nonexistent/basalt.conf", 1);
-    testsupport::LogCapture log;
-
-    Loaded loaded = load();
-
-    EXPECT_EQ(textOf(*loaded.manager, "telemetry_state"), std::nullopt);
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "BasaltHostSettings",
-                        "cannot read settings file '/nonexistent/basalt.conf'"),
-              1u);
 }
 
 TEST(HostSettingsModule, TypedGettersAcceptOnlyTheirTextForms) {
     Loaded loaded = load();
     ISettingsManager& settings = *loaded.manager;
-    auto boolOf = [&](const char* text, bool defaultValue) {
-        loaded.control.set("flag", text);
-        return settings.getBool("flag", defaultValue);
+    const struct {
+        const char* text;
+        std::optional<bool> flag;  // empty: the default answers
+        std::optional<int32_t> number;
+    } cases[] = {
+            {"true", true, {}},
+            {"1", true, 1},
+            {"false", false, {}},
+            {"0", false, 0},
+            {"TRUE", {}, {}},
+            {"42", {}, 42},
+            {"-2147483648", {}, INT32_MIN},
+            {"2147483647", {}, INT32_MAX},
+            {"2147483648", {}, {}},
+            {"42 ", {}, {}},
+            {"0x1F", {}, {}},
+            {"", {}, {}},
     };
-    auto intOf = [&](const char* text) {
-        loaded.control.set("number", text);
-        return settings.getInt("number", -99);
-    };
-
-    EXPECT_TRUE(boolOf("true", false));
-    EXPECT_TRUE(boolOf("1", false));
-    EXPECT_FALSE(boolOf("false", true));
-    EXPECT_FALSE(boolOf("0", true));
-    for (const char* other : {"TRUE", "yes"}) {  // not a bool text: the default answers
-        EXPECT_TRUE(boolOf(other, true)) << other;
-        EXPECT_FALSE(boolOf(other, false)) << other;
+    for (const auto& c : cases) {
+        loaded.control.set("typed", c.text);
+        EXPECT_EQ(settings.getBool("typed", true), c.flag.value_or(true)) << c.text;
+        EXPECT_EQ(settings.getBool("typed", false), c.flag.value_or(false)) << c.text;
+        EXPECT_EQ(settings.getInt("typed", -99), c.number.value_or(-99)) << c.text;
     }
     EXPECT_TRUE(settings.getBool("absent", true));
-
-    EXPECT_EQ(intOf("42"), 42);
-    EXPECT_EQ(intOf("-2147483648"), INT32_MIN);
-    EXPECT_EQ(intOf("2147483647"), INT32_MAX);
-    EXPECT_EQ(intOf("2147483648"), -99);
-    EXPECT_EQ(intOf("42 "), -99);
-    EXPECT_EQ(intOf("0x1F"), -99);
-    EXPECT_EQ(intOf(""), -99);
     EXPECT_EQ(settings.getInt("absent", 5), 5);
-
     EXPECT_EQ(settings.get("absent", "default"), nullptr);
+
     EXPECT_TRUE(settings.setString("name", "value"));
     EXPECT_EQ(textOf(settings, "name"), "value");
     EXPECT_TRUE(loaded.control.remove("name"));
@@ -165,58 +154,45 @@ TEST(HostSettingsModule, TypedGettersAcceptOnlyTheirTextForms) {
     EXPECT_EQ(textOf(settings, "name"), std::nullopt);
 }
 
-TEST(HostSettingsModule, ChangesNotifyListenersOfThatKeyOnTheNotifierThread) {
+TEST(HostSettingsModule, ListenersHearTheirKeyOnTheNotifierThreadUntilRemoved) {
     Loaded loaded = load();
-    RecordingListener watchingState;
-    RecordingListener watchingOther;
-    ASSERT_TRUE(loaded.manager->addListener("telemetry_state", &watchingState));
-    ASSERT_TRUE(loaded.manager->addListener("other", &watchingOther));
-
-    EXPECT_TRUE(loaded.manager->setString("telemetry_state", "on"));
-    ASSERT_TRUE(loaded.control.waitForNotifications());
-    EXPECT_THAT(watchingState.keys(), ::testing::ElementsAre("telemetry_state"));
-
-    loaded.control.set("telemetry_state", "OFF");
-    loaded.control.remove("telemetry_state");
-    ASSERT_TRUE(loaded.control.waitForNotifications());
-
-    EXPECT_THAT(watchingState.keys(),
-                ::testing::ElementsAre("telemetry_state", "telemetry_state", "telemetry_state"));
-    EXPECT_FALSE(watchingState.calledOnCreatorThread());
-    EXPECT_TRUE(watchingOther.keys().empty());
-
-    loaded.manager->removeListener("telemetry_state", &watchingState);
-    loaded.manager->removeListener("other", &watchingOther);
-}
-
-TEST(HostSettingsModule, RemovedListenersAreNotCalledAgain) {
-    Loaded loaded = load();
+    RecordingListener watching;
+    RecordingListener other;
     RecordingListener removed;
     RecordingListener selfRemoving;
-    RecordingListener ofDestroyedObject;
     std::atomic<bool> removedItself{false};
+    std::atomic<bool> calledOnTestThread{false};
+    watching.hook = [&, testThread = std::this_thread::get_id()](const char*) {
+        if (std::this_thread::get_id() == testThread) calledOnTestThread = true;
+    };
     selfRemoving.hook = [&](const char* key) {
         removedItself = loaded.manager->removeListener(key, &selfRemoving);
     };
-    ASSERT_TRUE(loaded.manager->addListener("key", &removed));
-    ASSERT_TRUE(loaded.manager->addListener("key", &selfRemoving));
-    EXPECT_TRUE(loaded.manager->removeListener("key", &removed));
-    EXPECT_FALSE(loaded.manager->removeListener("key", &removed));
+    for (RecordingListener* listener : {&watching, &removed, &selfRemoving}) {
+        ASSERT_TRUE(loaded.manager->addListener("watched", listener));
+    }
+    ASSERT_TRUE(loaded.manager->addListener("other", &other));
+    EXPECT_TRUE(loaded.manager->removeListener("watched", &removed));
+    EXPECT_FALSE(loaded.manager->removeListener("watched", &removed));
 
-    loaded.control.set("key", "1");
-    loaded.control.set("key", "2");
+    EXPECT_TRUE(loaded.manager->setString("watched", "on"));
+    loaded.control.set("watched", "OFF");
+    loaded.control.remove("watched");
     ASSERT_TRUE(loaded.control.waitForNotifications());
+
+    EXPECT_THAT(watching.keys(), ::testing::ElementsAre("watched", "watched", "watched"));
+    EXPECT_FALSE(calledOnTestThread.load());
+    EXPECT_TRUE(other.keys().empty());
     EXPECT_TRUE(removed.keys().empty());
     EXPECT_EQ(selfRemoving.keys().size(), 1u);
     EXPECT_TRUE(removedItself.load());
 
     // A destroyed settings object takes its listeners along.
-    ASSERT_TRUE(loaded.manager->addListener("key", &ofDestroyedObject));
     loaded.manager.reset();
     EXPECT_EQ(loaded.control.liveSettingsManagers(), 0);
-    loaded.control.set("key", "3");
+    loaded.control.set("watched", "3");
     ASSERT_TRUE(loaded.control.waitForNotifications());
-    EXPECT_TRUE(ofDestroyedObject.keys().empty());
+    EXPECT_EQ(watching.keys().size(), 3u);
 }
 
 TEST(HostSettingsModule, RemoveListenerWaitsForTheCallInFlight) {

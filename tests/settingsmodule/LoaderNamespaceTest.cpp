@@ -10,13 +10,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 namespace {
 
 enum class LinkerBehaviour { kNamespaceOpens, kNamespaceOpenFails, kNoDefaultNamespace };
 
-// Each test case runs in its own process and sets these before its first load.
+// Each load runs in a process of its own, which sets these before its first load.
 LinkerBehaviour behaviour = LinkerBehaviour::kNamespaceOpens;
 int fakeNamespaceStorage;
 android_namespace_t* const kFakeNamespace =
@@ -49,41 +52,38 @@ extern "C" __attribute__((visibility("default"))) void* android_dlopen_ext(
 
 namespace {
 
-using BASALT::Settings::v3::createSettingsManagerPtr;
-
-TEST(SettingsModuleNamespace, OpensInDefaultNamespace) {
-    behaviour = LinkerBehaviour::kNamespaceOpens;
-
-    EXPECT_NE(createSettingsManagerPtr(), nullptr);
-
-    EXPECT_EQ(namespaceRequests.load(), 1);
-    EXPECT_EQ(requestedNamespace, "default");
-    ASSERT_EQ(extendedOpens.load(), 1);
-    EXPECT_EQ(openedPath, "libbasalt.halcyon.so");
-    EXPECT_EQ(openFlags, RTLD_LAZY);
-    EXPECT_EQ(openInfo.flags, 0x200u);
-    EXPECT_EQ(openInfo.library_namespace, kFakeNamespace);
-    EXPECT_EQ(openInfo.reserved_addr, nullptr);
-    EXPECT_EQ(openInfo.reserved_size, 0u);
-    EXPECT_EQ(openInfo.relro_fd, 0);
-    EXPECT_EQ(openInfo.library_fd, 0);
-    EXPECT_EQ(openInfo.library_fd_offset, 0);
+// Loads the module with the linker behaving as `how` and answers what went wrong ("" when
+// nothing). Runs in a child process, so that every load is the process's first.
+std::string firstLoad(LinkerBehaviour how) {
+    behaviour = how;
+    if (BASALT::Settings::v3::createSettingsManagerPtr() == nullptr) return "no settings manager";
+    if (namespaceRequests != 1 || requestedNamespace != "default") return "not asked for default";
+    if (how == LinkerBehaviour::kNoDefaultNamespace) return extendedOpens ? "opened in none" : "";
+    if (extendedOpens != 1 || openedPath != "libbasalt.halcyon.so" || openFlags != RTLD_LAZY) {
+        return "not opened in the namespace";
+    }
+    // Only the namespace is asked for: flags = ANDROID_DLEXT_USE_NAMESPACE, nothing else set.
+    android_dlextinfo expected{};
+    expected.flags = 0x200;
+    expected.library_namespace = kFakeNamespace;
+    if (memcmp(&openInfo, &expected, sizeof(expected)) != 0) return "wrong extended open";
+    return BASALT::internal::Loader::moduleHandle() != nullptr ? "" : "no module handle";
 }
 
-TEST(SettingsModuleNamespace, FallsBackToPlainOpenWhenNamespaceOpenFails) {
-    behaviour = LinkerBehaviour::kNamespaceOpenFails;
-
-    EXPECT_NE(createSettingsManagerPtr(), nullptr);
-    EXPECT_EQ(extendedOpens.load(), 1);
-    EXPECT_NE(BASALT::internal::Loader::moduleHandle(), nullptr);
-}
-
-TEST(SettingsModuleNamespace, FallsBackToPlainOpenWithoutDefaultNamespace) {
-    behaviour = LinkerBehaviour::kNoDefaultNamespace;
-
-    EXPECT_NE(createSettingsManagerPtr(), nullptr);
-    EXPECT_EQ(namespaceRequests.load(), 1);
-    EXPECT_EQ(extendedOpens.load(), 0);
+TEST(SettingsModuleNamespace, OpensInDefaultNamespaceOrFallsBackToPlainOpen) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (LinkerBehaviour how :
+         {LinkerBehaviour::kNamespaceOpens, LinkerBehaviour::kNamespaceOpenFails,
+          LinkerBehaviour::kNoDefaultNamespace}) {
+        EXPECT_EXIT(
+                {
+                    const std::string fault = firstLoad(how);
+                    fprintf(stderr, "%s\n", fault.c_str());
+                    std::_Exit(fault.empty() ? 0 : 1);
+                },
+                ::testing::ExitedWithCode(0), "")
+                << static_cast<int>(how);
+    }
 }
 
 }  // namespace

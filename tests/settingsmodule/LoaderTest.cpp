@@ -1,5 +1,5 @@
 // The loader's failure table and lifecycle, one executable per settings module variant (named
-// by the LOADER_MODULE_* define; see CMakeLists.txt), each test case in a fresh process.
+// by the LOADER_MODULE_* define; see CMakeLists.txt), each run whole in one process.
 
 #include <settingsmodule/SettingsManagerLoader.h>
 
@@ -31,69 +31,44 @@ T recorded(const char* name) {
     return result;
 }
 
+#if !defined(LOADER_MODULE_RECORDING)
+
+// No settings object from an absent module (one error line), from one without a create entry
+// point (no error), or from one whose create fails (asked again on every call).
+// One suite name per variant: the test runner tells the executables' cases apart by name.
 #if defined(LOADER_MODULE_ABSENT)
+#define UNUSABLE_MODULE SettingsModuleAbsent
+#elif defined(LOADER_MODULE_NO_CREATE)
+#define UNUSABLE_MODULE SettingsModuleWithoutCreate
+#else
+#define UNUSABLE_MODULE SettingsModuleCreateFails
+#endif
 
-TEST(SettingsModuleAbsent, ReportsOnceAndStaysEmpty) {
+TEST(UNUSABLE_MODULE, EveryCallAnswersEmptyAndTheModuleLoadsOnce) {
     testsupport::LogCapture log;
+    for (int call = 0; call < 3; ++call) EXPECT_EQ(createSettingsManagerPtr(), nullptr);
 
-    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
-    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
-
-    EXPECT_EQ(BASALT::internal::Loader::moduleHandle(), nullptr);
     EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader", kLoadingLine), 1u);
+#if defined(LOADER_MODULE_ABSENT)
+    EXPECT_EQ(BASALT::internal::Loader::moduleHandle(), nullptr);
     EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "BasaltLoader",
                         "BASALT module 'libbasalt.halcyon.so' not found"),
               1u);
     EXPECT_EQ(log.withTag("BasaltLoader").size(), 2u);
-}
-
-#elif defined(LOADER_MODULE_NO_CREATE)
-
-TEST(SettingsModuleWithoutCreate, AlwaysEmptyAndLogsNoError) {
-    testsupport::LogCapture log;
-
-    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
-    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
-
+#else
     EXPECT_NE(BASALT::internal::Loader::moduleHandle(), nullptr);
-    auto lines = log.withTag("BasaltLoader");
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].priority, ANDROID_LOG_DEBUG);
-    EXPECT_EQ(lines[0].message, kLoadingLine);
-}
-
-#elif defined(LOADER_MODULE_CREATE_FAILS)
-
-TEST(SettingsModuleCreateFails, EveryCallAsksTheModuleAgain) {
-    testsupport::LogCapture log;
-
-    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
-    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
-    EXPECT_EQ(createSettingsManagerPtr(), nullptr);
-
-    EXPECT_EQ(recorded<int>("testModuleCreateCalls"), 3);
     EXPECT_EQ(log.withTag("BasaltLoader").size(), 1u);  // only the loading line
+#endif
+#if defined(LOADER_MODULE_CREATE_FAILS)
+    EXPECT_EQ(recorded<int>("testModuleCreateCalls"), 3);
+#endif
 }
 
-#elif defined(LOADER_MODULE_RECORDING)
+#else
 
-TEST(SettingsModuleLifecycle, LastCopyHandsObjectBackOnceWithVersion3) {
-    std::shared_ptr<ISettingsManager> first = createSettingsManagerPtr();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(recorded<int64_t>("testModuleCreateVersion"), 3);
-    void* object = first.get();
-
-    std::shared_ptr<ISettingsManager> copy = first;
-    first.reset();
-    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), 0);
-
-    copy.reset();
-    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), 1);
-    EXPECT_EQ(recorded<int64_t>("testModuleDestroyVersion"), 3);
-    EXPECT_EQ(recorded<void*>("testModuleDestroyedObject"), object);
-}
-
-TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnce) {
+// Concurrent first calls load the module once; the last copy of each object hands it back once,
+// with version 3.
+TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnceAndLastCopiesDestroy) {
     testsupport::LogCapture log;
     constexpr int kThreads = 8;
     std::vector<std::shared_ptr<ISettingsManager> > created(kThreads);
@@ -116,39 +91,16 @@ TEST(SettingsModuleLifecycle, ConcurrentFirstCallsLoadOnce) {
     EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "BasaltLoader", kLoadingLine), 1u);
     EXPECT_EQ(log.withTag("BasaltLoader").size(), 1u);
     EXPECT_EQ(recorded<int>("testModuleCreateCalls"), kThreads);
+    EXPECT_EQ(recorded<int64_t>("testModuleCreateVersion"), 3);
 
+    void* last = created.back().get();
+    std::shared_ptr<ISettingsManager> copy = created.back();
     created.clear();
+    EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), kThreads - 1);
+    copy.reset();
     EXPECT_EQ(recorded<int>("testModuleDestroyCalls"), kThreads);
-}
-
-struct Counted {
-    int* destroyed;
-};
-
-void destroyCounted(Counted* object) {
-    ++*object->destroyed;
-}
-
-TEST(SettingsModulePtr, OwnershipFollowsTheDestroyFunction) {
-    int destroyed = 0;
-    Counted object{&destroyed};
-
-    { BASALT::Ptr<Counted> owned(&object, &destroyCounted); }
-    EXPECT_EQ(destroyed, 1);
-
-    BASALT::Ptr<Counted> owned(&object, &destroyCounted);
-    std::shared_ptr<Counted> shared = owned.toShared();
-    EXPECT_FALSE(owned);
-    EXPECT_EQ(shared.get(), &object);
-    shared.reset();
-    EXPECT_EQ(destroyed, 2);
-
-    // Without a destroy function the shared_ptr must not free what it never owned.
-    std::shared_ptr<Counted> unowned = BASALT::Ptr<Counted>(&object, nullptr).toShared();
-    unowned.reset();
-    EXPECT_EQ(destroyed, 2);
-
-    EXPECT_EQ(BASALT::Ptr<Counted>().toShared(), nullptr);
+    EXPECT_EQ(recorded<int64_t>("testModuleDestroyVersion"), 3);
+    EXPECT_EQ(recorded<void*>("testModuleDestroyedObject"), last);
 }
 
 #endif
