@@ -48,22 +48,15 @@ public:
         }
         return out;
     }
+    // Lines with this tag and message, of any priority or of `priority`.
     size_t count(const std::string& tag, const std::string& message) const {
-        auto captured = all();
-        return static_cast<size_t>(std::count_if(
-                captured.begin(), captured.end(),
-                [&](const LogLine& l) { return l.tag == tag && l.message == message; }));
+        return count(-1, tag, message);
     }
     size_t count(int priority, const std::string& tag, const std::string& message) const {
-        auto captured = all();
-        return static_cast<size_t>(
-                std::count_if(captured.begin(), captured.end(), [&](const LogLine& l) {
-                    return l.priority == priority && l.tag == tag && l.message == message;
-                }));
-    }
-    void clear() {
-        std::lock_guard<std::mutex> lock(mutex());
-        lines().clear();
+        auto lines = withTag(tag);
+        return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](auto& l) {
+            return (priority < 0 || l.priority == priority) && l.message == message;
+        }));
     }
 
 private:

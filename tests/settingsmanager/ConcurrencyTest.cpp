@@ -1,5 +1,7 @@
 #include "ManagerTestSupport.h"
 
+#include <WaitUntil.h>
+
 #include <telemetry/settingsmanager/LockContention.h>
 
 #include <chrono>
@@ -18,8 +20,7 @@ using Tamar::OS::Telemetry::setMaxLockContentionForTesting;
 struct StuckManager : TestableManager {
     StuckManager()
         : TestableManager(std::make_shared<FakeSettingsService>(),
-                          std::make_shared<FakeStorageCache>(), log) {
-        logProbes = false;
+                          std::make_shared<FakeStorageCache>()) {
         setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
     }
     bool initializeGKs() override {
@@ -30,7 +31,6 @@ struct StuckManager : TestableManager {
         return true;
     }
 
-    FakeSettingsService log;
     std::atomic<bool> enteredOnce{false};
     std::promise<void> entered, release;
 };
@@ -55,7 +55,6 @@ TEST(LockContentionDeathTest, WaitingBeyondTheLimitForTheSyncLockAborts) {
 // What is checked is that every answer is one the settings ever held (and, under the
 // thread sanitizer, that nothing races).
 TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
-    manager->logProbes = false;
     manager->preferencesServiceRunning = false;
     settings->putString("telemetry_state", "on");
     settings->putInt("managed_device", 1);
@@ -79,16 +78,13 @@ TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
                 manager->getKestrelDeviceId();
                 manager->getTelemetryLocalAccountModeEnabled(t, 3u);
                 manager->getAccountCheckpointed(t);
-                manager->getTelemetryLogLevel();
-                manager->isVerboseEnabled();
                 manager->getIsNuxCompleted();
                 ++readings;
             }
         });
     }
     threads.emplace_back([&] {
-        int i = 0;
-        while (!stop) {
+        for (int i = 0; !stop; ++i) {
             settings->putInt("managed_device", 1 + (i % 2));
             settings->putInt("current_user", 10 + (i % 2));
             for (const char* key :
@@ -97,7 +93,6 @@ TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
                   "first_time_nux_complete", "device_ent_id", "kestrel_device_id"}) {
                 manager->onSettingChange(key);
             }
-            ++i;
         }
     });
     threads.emplace_back([&] {
@@ -105,9 +100,9 @@ TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
     });
 
     // Some readings before synchronisation can succeed, many after.
-    while (readings < 50) std::this_thread::yield();
+    EXPECT_TRUE(testsupport::waitUntil([&] { return readings >= 50; }));
     manager->preferencesServiceRunning = true;
-    while (readings < 250) std::this_thread::yield();
+    EXPECT_TRUE(testsupport::waitUntil([&] { return readings >= 250; }));
     stop = true;
     for (auto& t : threads) t.join();
 

@@ -10,6 +10,7 @@
 
 #include <latch>
 #include <thread>
+#include <vector>
 
 namespace settingsmanagertest {
 namespace {
@@ -22,24 +23,22 @@ void registerService(const char* name) {
 }
 
 TEST(SingletonTest, ConcurrentFirstCallsShareOneObject) {
-    std::shared_ptr<ITelemetrySettingsManager> first, second;
+    std::shared_ptr<ITelemetrySettingsManager> got[2];
     std::latch start(2);
-    std::thread a([&] {
-        start.arrive_and_wait();
-        first = TelemetrySettingsManager::instance();
-    });
-    std::thread b([&] {
-        start.arrive_and_wait();
-        second = TelemetrySettingsManager::instance();
-    });
-    a.join();
-    b.join();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(TelemetrySettingsManager::instance(), first);
+    std::vector<std::thread> callers;
+    for (auto& each : got) {
+        callers.emplace_back([&start, &each] {
+            start.arrive_and_wait();
+            each = TelemetrySettingsManager::instance();
+        });
+    }
+    for (auto& caller : callers) caller.join();
+    ASSERT_NE(got[0], nullptr);
+    EXPECT_EQ(got[0], got[1]);
+    EXPECT_EQ(TelemetrySettingsManager::instance(), got[0]);
     // The static copy keeps its own reference beside the two handed out here.
-    EXPECT_EQ(first.use_count(), 3);
-    EXPECT_NE(dynamic_cast<TelemetrySettingsManager*>(first.get()), nullptr);
+    EXPECT_EQ(got[0].use_count(), 3);
+    EXPECT_NE(dynamic_cast<TelemetrySettingsManager*>(got[0].get()), nullptr);
 }
 
 // Before PreferencesService is registered nothing is attempted; after it, every reading asks
