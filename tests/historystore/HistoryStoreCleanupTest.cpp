@@ -15,18 +15,32 @@ using Tamar::OS::Telemetry::HistoryUserId;
 
 constexpr HistoryUserId kNoUser = std::nullopt;
 
-TEST(HistoryStoreCleanup, KeepOneLeavesTheNewestAndEverythingFromTheCutoffOn) {
+// Entries before the cutoff go, except each group's `keep` newest; entries at or after the
+// cutoff stay.
+TEST(HistoryStoreCleanup, KeepsTheNewestEntriesAndEverythingFromTheCutoffOn) {
     HistoryStore<int> store("s");
+    store.cleanup(at(1000), 0);  // an empty store stays empty
+    EXPECT_EQ(store.size(), 0u);
     for (int t : {10, 20, 30, 40}) store.insert(at(t), t);
+    const std::string before = store.toString(std::nullopt, std::nullopt);
+    for (unsigned long keep : {4ul, 5ul}) {
+        store.cleanup(at(1000), keep);
+        EXPECT_EQ(store.toString(std::nullopt, std::nullopt), before);
+    }
 
     store.cleanup(at(30), 1);  // the entry exactly at the cutoff survives
     EXPECT_EQ(store.size(), 2u);
     EXPECT_EQ(store.find(at(35), kNoUser), 30);
     EXPECT_EQ(store.find(at(29), kNoUser), std::nullopt);
-
     store.cleanup(at(1000), 1);
     EXPECT_EQ(store.size(), 1u);
     EXPECT_EQ(store.find(at(1000), kNoUser), 40);
+
+    store.insert(at(-10), 1);
+    store.insert(HistoryKey{at(-5), 3u}, 2);
+    store.cleanup(at(0), 0);
+    EXPECT_EQ(store.size(), 1u);
+    EXPECT_EQ(store.find(at(39), 3u), std::nullopt);
 }
 
 // Ranks count within each user's group; the user-less group and user 0 are different groups.
@@ -52,30 +66,6 @@ TEST(HistoryStoreCleanup, EachUserAndTheUserlessGroupKeepTheirNewestEntries) {
     EXPECT_EQ(store.find(at(29), 7u), std::nullopt);
     EXPECT_EQ(store.find(at(31), 7u), 31);
     EXPECT_EQ(store.find(at(12), 8u), 12);
-}
-
-TEST(HistoryStoreCleanup, StoreOfAtMostKeepEntriesIsLeftUntouched) {
-    HistoryStore<int> store("s");
-    for (int t : {10, 20, 30}) store.insert(at(t), t);
-    const std::string before = store.toString(std::nullopt, std::nullopt);
-
-    // Three entries of one group, keep 3 or more: nothing goes although all are old.
-    for (unsigned long keep : {3ul, 4ul}) {
-        store.cleanup(at(1000), keep);
-        EXPECT_EQ(store.toString(std::nullopt, std::nullopt), before);
-    }
-}
-
-TEST(HistoryStoreCleanup, KeepZeroDropsEverythingBeforeTheCutoff) {
-    HistoryStore<int> store("s");
-    store.insert(at(-10), 1);
-    store.insert(HistoryKey{at(-5), 3u}, 2);
-    store.insert(at(5), 3);
-
-    store.cleanup(at(0), 0);
-    EXPECT_EQ(store.size(), 1u);
-    EXPECT_EQ(store.find(at(5), 3u), 3);
-    EXPECT_EQ(store.find(at(4), 3u), std::nullopt);
 }
 
 }  // namespace

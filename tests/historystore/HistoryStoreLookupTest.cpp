@@ -6,12 +6,12 @@
 
 #include <limits>
 #include <optional>
+#include <utility>
 
 namespace {
 
 using historytest::at;
 using historytest::ManualClock;
-using historytest::time_point;
 using Tamar::OS::Telemetry::HistoryKey;
 using Tamar::OS::Telemetry::HistoryStore;
 using Tamar::OS::Telemetry::HistoryUserId;
@@ -22,32 +22,17 @@ TEST(HistoryStoreLookup, NewestEntryAtOrBeforeInstantWinsWhateverTheInsertOrder)
     HistoryStore<int> store("s");
     EXPECT_EQ(store.find(at(100), 7u), std::nullopt);
     EXPECT_EQ(store.get(), std::nullopt);
-    store.cleanup(at(1000), 0);  // an empty store stays empty
-    EXPECT_EQ(store.size(), 0u);
+    for (int t : {30, 10, 20}) store.insert(at(t), t / 10);
+    store.insert(at(20), 4);  // an equal key overwrites
+    EXPECT_EQ(store.size(), 3u);
 
-    store.insert(at(30), 3);
-    store.insert(at(10), 1);
-    store.insert(at(20), 2);
-
-    EXPECT_EQ(store.find(at(-5), kNoUser), std::nullopt);
-    EXPECT_EQ(store.find(at(9), kNoUser), std::nullopt);
-    EXPECT_EQ(store.find(at(10), kNoUser), 1);  // an entry exactly at t is eligible
-    EXPECT_EQ(store.find(at(19), kNoUser), 1);
-    EXPECT_EQ(store.find(at(25), 4u), 2);
-    EXPECT_EQ(store.find(at(1000), kNoUser), 3);
-}
-
-TEST(HistoryStoreLookup, EqualKeyOverwritesAndOtherUserAddsAnEntry) {
-    HistoryStore<unsigned int> store("s");
-    store.insert(at(100), 1u);
-    store.insert(at(100), 2u);
-    EXPECT_EQ(store.size(), 1u);
-
-    store.insert(HistoryKey{at(100), 0u}, 5u);  // user 0 is a user, not "no user"
-    store.insert(HistoryKey{at(100), 0u}, 6u);
-    EXPECT_EQ(store.size(), 2u);
-    EXPECT_EQ(store.find(at(100), 0u), 6u);
-    EXPECT_EQ(store.find(at(100), kNoUser), 2u);
+    // An entry exactly at the instant is eligible; a user with no entries sees user-less ones.
+    const std::pair<int, std::optional<int>> cases[] = {
+            {-5, std::nullopt}, {9, std::nullopt}, {10, 1}, {19, 1}, {25, 4}, {1000, 3}};
+    for (const auto& [t, value] : cases) {
+        EXPECT_EQ(store.find(at(t), kNoUser), value) << t;
+        EXPECT_EQ(store.find(at(t), 4u), value) << t;
+    }
 }
 
 TEST(HistoryStoreLookup, UserEntriesServeOnlyTheirUserAndBeatUserlessOnesOfTheSameInstant) {
@@ -61,9 +46,11 @@ TEST(HistoryStoreLookup, UserEntriesServeOnlyTheirUserAndBeatUserlessOnesOfTheSa
     store.insert(HistoryKey{at(100), kNoUser}, 1);
     store.insert(HistoryKey{at(100), 7u}, 2);
     store.insert(HistoryKey{at(100), kMaxUser}, -1);
+    store.insert(HistoryKey{at(100), 0u}, 0);  // user 0 is a user, not "no user"
     EXPECT_EQ(store.find(at(99), 7u), 70);
     EXPECT_EQ(store.find(at(100), 7u), 2);
     EXPECT_EQ(store.find(at(100), kMaxUser), -1);
+    EXPECT_EQ(store.find(at(100), 0u), 0);
     EXPECT_EQ(store.find(at(100), 8u), 1);
     EXPECT_EQ(store.find(at(100), kNoUser), 1);
 
@@ -79,6 +66,7 @@ TEST(HistoryStoreLookup, UserEntriesServeOnlyTheirUserAndBeatUserlessOnesOfTheSa
     EXPECT_EQ(store.find(at(220), 7u), 3);
 }
 
+// The forms without an instant use the store's clock, or the steady clock when given none.
 TEST(HistoryStoreLookup, ConvenienceFormsUseTheStoreClock) {
     auto nanos = std::make_shared<std::atomic<int64_t>>(70);
     HistoryStore<int> store("s", std::make_unique<ManualClock>(nanos));
@@ -86,7 +74,6 @@ TEST(HistoryStoreLookup, ConvenienceFormsUseTheStoreClock) {
     store.insert(HistoryKey{at(80), 4u}, 2);
     EXPECT_EQ(store.find(at(69), kNoUser), std::nullopt);
     EXPECT_EQ(store.find(at(70), kNoUser), 1);
-
     nanos->store(60);
     EXPECT_EQ(store.get(), std::nullopt);
     nanos->store(75);
@@ -94,14 +81,12 @@ TEST(HistoryStoreLookup, ConvenienceFormsUseTheStoreClock) {
     EXPECT_EQ(store.get(4u), 1);
     nanos->store(80);
     EXPECT_EQ(store.get(4u), 2);
-}
 
-TEST(HistoryStoreLookup, NullClockFallsBackToTheSteadyClock) {
-    HistoryStore<int> store("s", nullptr);
-    const time_point before = std::chrono::steady_clock::now();
-    store.insert(1);
-    EXPECT_EQ(store.find(before, kNoUser), std::nullopt);
-    EXPECT_EQ(store.get(), 1);
+    HistoryStore<int> steady("s", nullptr);
+    const auto before = std::chrono::steady_clock::now();
+    steady.insert(1);
+    EXPECT_EQ(steady.find(before, kNoUser), std::nullopt);
+    EXPECT_EQ(steady.get(), 1);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include <keyvalue/KeyValueStore.h>
 
 #include "ChildProcess.h"
-#include "TemporaryStoreDirectory.h"
+#include "TempDir.h"
 
 #include <gtest/gtest.h>
 
@@ -14,8 +14,6 @@
 
 namespace {
 
-using keyvaluetest::TemporaryStoreDirectory;
-
 constexpr const char* kName = "telemetry_service_settings";
 
 std::string keyFor(int child, int index) {
@@ -26,7 +24,7 @@ std::string finalValueFor(int child, int index) {
 }
 
 TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     constexpr int kChildren = 3;
     constexpr int kKeysPerChild = 40;
     int start[2];
@@ -72,7 +70,7 @@ TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
 }
 
 TEST(KeyValueMultiProcessTest, AcknowledgedWriteSurvivesTheWriterBeingKilled) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     const pid_t pid = keyvaluetest::startChild([&] {
         SORRELKeyValueStorageStrategy strategy(dir.path());
         if (!strategy.write(Store::Shared, kName, "kestrel", "id-1")) return 1;

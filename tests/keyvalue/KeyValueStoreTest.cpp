@@ -1,6 +1,6 @@
 #include <keyvalue/KeyValueStore.h>
 
-#include "TemporaryStoreDirectory.h"
+#include "TempDir.h"
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,6 @@
 
 namespace {
 
-using keyvaluetest::TemporaryStoreDirectory;
-
 constexpr const char* kName = "telemetry_service_settings";
 
 std::optional<std::string> readBack(const std::string& directory, const std::string& key) {
@@ -22,7 +20,7 @@ std::optional<std::string> readBack(const std::string& directory, const std::str
 }
 
 TEST(SORRELKeyValueStorageStrategyTest, RoundTripsExactValuesAndKeepsStoresAndNamesApart) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     const std::string binary("a\0b\xff\n", 5);
     {
         SORRELKeyValueStorageStrategy strategy(dir.path());
@@ -46,7 +44,7 @@ TEST(SORRELKeyValueStorageStrategyTest, RoundTripsExactValuesAndKeepsStoresAndNa
 }
 
 TEST(SORRELKeyValueStorageStrategyTest, CreatesMissingParentsPrivately) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     const std::string nested = dir.path() + "/a/b/store";
     ASSERT_TRUE(SORRELKeyValueStorageStrategy(nested).write(Store::Shared, kName, "k", "v"));
 
@@ -58,7 +56,7 @@ TEST(SORRELKeyValueStorageStrategyTest, CreatesMissingParentsPrivately) {
 }
 
 TEST(SORRELKeyValueStorageStrategyTest, DirectoryComesFromTheEnvironmentInOrder) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     auto writeThroughDefault = [](const char* value) {
         ASSERT_TRUE(SORRELKeyValueStorageStrategy().write(Store::Shared, kName, "k", value));
     };
@@ -77,7 +75,7 @@ TEST(SORRELKeyValueStorageStrategyTest, DirectoryComesFromTheEnvironmentInOrder)
 }
 
 TEST(StorageCacheTest, SeesWritesMadeThroughAnotherConnection) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     StorageCache first(std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
     StorageCache second(std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
 
@@ -88,7 +86,7 @@ TEST(StorageCacheTest, SeesWritesMadeThroughAnotherConnection) {
 }
 
 TEST(StorageCacheTest, ThreadsShareOneCacheSafely) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     auto cache = std::make_shared<StorageCache>(
             std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
     std::vector<std::thread> threads;
