@@ -83,21 +83,16 @@ public:
         return typed("getInt", key, defaultValue);
     }
     const BASALT::Settings::v3::ISettingValue* get(const char* key, const char*) override {
+        using namespace BASALT::Settings::v3;
+        static constexpr int32_t kTypes[] = {kSettingTypeString, kSettingTypeBool, kSettingTypeInt};
         std::lock_guard<std::mutex> lock(mutex_);
         log("get", key);
         auto it = values_.find(key);
         if (it == values_.end()) return nullptr;
         // Valid until the next get() on this thread, as the real service promises.
         thread_local SettingValue returned;
-        const Value& v = it->second;
-        if (auto* text = std::get_if<std::string>(&v)) {
-            returned = SettingValue(BASALT::Settings::v3::kSettingTypeString, *text);
-        } else if (auto* b = std::get_if<bool>(&v)) {
-            returned = SettingValue(BASALT::Settings::v3::kSettingTypeBool, *b ? "true" : "false");
-        } else {
-            returned = SettingValue(BASALT::Settings::v3::kSettingTypeInt,
-                                    std::to_string(std::get<int32_t>(v)));
-        }
+        returned.type = kTypes[it->second.index()];
+        returned.text = std::visit([](const auto& v) { return text(v); }, it->second);
         return &returned;
     }
     bool setString(const char* key, const char* value) override {
@@ -125,13 +120,14 @@ public:
 
 private:
     struct SettingValue : BASALT::Settings::v3::ISettingValue {
-        SettingValue(int32_t t = BASALT::Settings::v3::kSettingTypeNone, std::string s = {})
-            : type(t), text(std::move(s)) {}
-        int32_t type;
+        int32_t type = BASALT::Settings::v3::kSettingTypeNone;
         std::string text;
         int32_t getType() const override { return type; }
         const char* getString() const override { return text.c_str(); }
     };
+    static std::string text(const std::string& value) { return value; }
+    static std::string text(bool value) { return value ? "true" : "false"; }
+    static std::string text(int32_t value) { return std::to_string(value); }
 
     // The value of `key` if it holds a T, else `defaultValue`.
     template <typename T>

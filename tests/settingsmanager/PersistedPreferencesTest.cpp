@@ -70,11 +70,9 @@ TEST_F(ManagerTest, StoredPreferencesAreParsedLeniently) {
         Pref pref;
         const char* text;
         int64_t value;
-    } reads[] = {{Level, "abc", 0},        {Level, "12abc", 12},    {Level, " -4", -4},
-                 {Level, "", 0},           {Verbose, "verbose", 1}, {Verbose, "VERBOSE", 0},
-                 {Verbose, "verbose ", 0}, {Verbose, "1", 0},       {Clock, "2", 1},
-                 {Clock, "yes", 0},        {CacheTime, "-1", 1},    {CacheTime, "yes", 0},
-                 {Distance, "-7", -7},     {Distance, "junk", 0}};
+    } reads[] = {{Level, "12abc", 12},    {Level, " -4", -4},       {Level, "", 0},
+                 {Verbose, "VERBOSE", 0}, {Verbose, "verbose ", 0}, {Verbose, "1", 0},
+                 {Clock, "2", 1},         {CacheTime, "yes", 0},    {Distance, "junk", 0}};
     for (const auto& r : reads) {
         cache->put(kKeys[r.pref], r.text);
         auto fresh = r.pref >= Level ? makeManager() : nullptr;

@@ -3,7 +3,6 @@
 #include <LogCapture.h>
 
 #include <android/log.h>
-#include <telemetry/settingsmanager/GateAddressIndex.h>
 
 #include <cstdlib>
 #include <utility>
@@ -62,26 +61,6 @@ TEST_F(GatesTest, LiveGatesFollowTheirPropertyWhileOthersKeepTheLastRefresh) {
     setAllGateProperties("0");
     EXPECT_TRUE(manager->updateGkValues());
     expectGates(false, false, "refreshed");
-}
-
-// Only the constant itself finds its gate, also in an index filled to capacity (which keeps
-// one slot empty to end a search).
-TEST(GateAddressIndexTest, FindsAGateByTheAddressOfItsConstantOnly) {
-    Tamar::OS::Telemetry::GateAddressIndex index;
-    std::atomic<bool> value;
-    std::vector<char> others(64);
-    size_t added = 0;
-    for (const GateRow& row : gateRows()) added += index.add({row.constant, &value, nullptr});
-    for (char& other : others) added += index.add({&other, &value, nullptr}) ? 1 : 0;
-    EXPECT_EQ(added, 63u);
-    EXPECT_FALSE(index.add({nullptr, &value, nullptr}));
-
-    for (const GateRow& row : gateRows()) {
-        EXPECT_NE(index.find(row.constant), nullptr) << row.constant;
-        EXPECT_EQ(index.find(std::string(row.constant).c_str()), nullptr) << row.constant;
-    }
-    EXPECT_EQ(index.find(&others.back()), nullptr);
-    EXPECT_EQ(index.find(nullptr), nullptr);
 }
 
 TEST_F(GatesTest, RefusedStoreWritesAreLoggedAndValuesKept) {

@@ -5,8 +5,6 @@
 namespace gatestest {
 namespace {
 
-using Tamar::OS::Telemetry::lowLatencyParseCount;
-
 // The process-wide parse cache and travel-mode snapshot start empty in every case.
 class LowLatencyTest : public GatesTest {
 protected:
@@ -26,17 +24,6 @@ TEST_F(LowLatencyTest, ParsesNameCommaValueItems) {
     for (const auto& [text, overrides] : cases) {
         EXPECT_EQ(manager->parseLowLatencyMapFromString(text), overrides) << text;
     }
-}
-
-TEST_F(LowLatencyTest, SameTextIsParsedOnceAndChangesAreParsedAgain) {
-    const size_t before = lowLatencyParseCount();
-    const auto first = manager->parseLowLatencyMapFromString("x,true");
-    EXPECT_EQ(manager->parseLowLatencyMapFromString("x,true"), first);
-    EXPECT_EQ(lowLatencyParseCount(), before + 1);
-
-    manager->parseLowLatencyMapFromString("y,true");
-    EXPECT_EQ(manager->parseLowLatencyMapFromString("x,true"), first);
-    EXPECT_EQ(lowLatencyParseCount(), before + 3);
 }
 
 // With no remote value anywhere travel mode brings its default list; stored strings are parsed
