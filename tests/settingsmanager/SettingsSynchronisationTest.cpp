@@ -141,60 +141,50 @@ TEST_F(ManagerTest, WithoutSettingsObjectAsksTheLoaderOnEveryAttemptAndAnswersDe
     EXPECT_THAT(historySizes(), ElementsAre(0, 0, 0, 0, 0, 0, 0, 0));
 }
 
-class TimeIndexedGettersTest : public ManagerTest {
-protected:
-    // Waits for the steady clock to pass `t` and returns its reading.
-    static std::chrono::steady_clock::time_point strictlyAfter(
-            std::chrono::steady_clock::time_point t) {
-        auto reading = now();
-        while (reading <= t) reading = now();
-        return reading;
-    }
-    // The four time-indexed getters at `t`; managed mode for a user that has no value of its
-    // own, so that the user-less one applies.
-    void expectState(std::chrono::steady_clock::time_point t, int mode, bool local,
-                     bool checkpointed, unsigned user) {
-        EXPECT_EQ(manager->getTelemetryManagedMode(t, std::nullopt), mode);
-        EXPECT_EQ(manager->getTelemetryManagedMode(t, 5u), mode);
-        EXPECT_EQ(manager->getTelemetryLocalAccountModeEnabled(t, 5u), local);
-        EXPECT_EQ(manager->getAccountCheckpointed(t), checkpointed);
-        EXPECT_EQ(manager->getCurrentUser(t), user);
-    }
-    // Sets the four account-state settings and notifies their listeners.
-    void changeState(int mode, bool local, bool checkpointed, int user) {
+// The four time-indexed getters at `t`; managed mode also for a user that has no value of its
+// own, so that the user-less one applies.
+void expectState(ITelemetrySettingsManager& manager, std::chrono::steady_clock::time_point t,
+                 int mode, bool local, bool checkpointed, unsigned user) {
+    EXPECT_EQ(manager.getTelemetryManagedMode(t, std::nullopt), mode);
+    EXPECT_EQ(manager.getTelemetryManagedMode(t, 5u), mode);
+    EXPECT_EQ(manager.getTelemetryLocalAccountModeEnabled(t, 5u), local);
+    EXPECT_EQ(manager.getAccountCheckpointed(t), checkpointed);
+    EXPECT_EQ(manager.getCurrentUser(t), user);
+}
+
+// With the history gate on, a getter answers the value in force at the time asked; with it off
+// (asked on every call), the latest. A new history manager gets fresh stores that only
+// notifications fill.
+TEST_F(ManagerTest, TimeIndexedGettersFollowTheHistoryGate) {
+    const auto changeState = [this](int mode, bool local, bool checkpointed, int user) {
         settings->change("managed_device", mode);
         settings->change("local_account_mode_enabled_v1", local);
         settings->change("vela_account_checkpointed", checkpointed);
         settings->change("current_user", user);
-    }
-};
-
-TEST_F(TimeIndexedGettersTest, GateOnAnswersTheValueInForceAtTheTimeGateOffTheLatest) {
+    };
     const auto before = now();
     changeState(1, true, true, 10);
     ASSERT_TRUE(manager->syncSettings());
     // Strictly after the first entries and strictly before the next ones.
+    const auto strictlyAfter = [](std::chrono::steady_clock::time_point t) {
+        auto reading = now();
+        while (reading <= t) reading = now();
+        return reading;
+    };
     const auto between = strictlyAfter(now());
     strictlyAfter(between);
     changeState(2, false, false, 11);
 
-    for (auto t : {before, between, now()}) expectState(t, 2, false, false, 11);
-    // The gate is asked on every call.
+    for (auto t : {before, between, now()}) expectState(*manager, t, 2, false, false, 11);
     manager->historyGate = true;
-    expectState(before, -1, false, false, 0);  // earlier than anything recorded
-    expectState(between, 1, true, true, 10);
-    expectState(now(), 2, false, false, 11);
-}
+    expectState(*manager, before, -1, false, false, 0);  // earlier than anything recorded
+    expectState(*manager, between, 1, true, true, 10);
+    expectState(*manager, now(), 2, false, false, 11);
 
-// A new history manager gets four fresh stores, which only notifications fill.
-TEST_F(TimeIndexedGettersTest, EachHistoryManagerGetsFourFreshStoresThatNotificationsFill) {
-    changeState(3, true, true, 4);
-    ASSERT_TRUE(manager->syncSettings());
     histories = std::make_shared<HistoryStoreManager>();
     manager->setHistoryStoreManager(histories);
     EXPECT_THAT(historySizes(), ElementsAre(0, 0, 0, 0));
-    manager->historyGate = true;
-    expectState(now(), -1, false, false, 0);
+    expectState(*manager, now(), -1, false, false, 0);
     settings->change("current_user", 4);
     EXPECT_EQ(manager->getCurrentUser(now()), 4u);
 }

@@ -41,33 +41,27 @@ TEST(SingletonTest, ConcurrentFirstCallsShareOneObject) {
     EXPECT_NE(dynamic_cast<TelemetrySettingsManager*>(got[0].get()), nullptr);
 }
 
-// Before PreferencesService is registered nothing is attempted; after it, every reading asks
-// the loader, which finds no settings module.
-TEST(SingletonTest, WithoutPreferencesServiceOrSettingsModuleReadersAnswerTheirDefault) {
-    auto manager = TelemetrySettingsManager::instance();
-    manager->setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
-    for (int registered = 0; registered < 2; ++registered) {
-        if (registered) registerService("PreferencesService");
-        expectDefaults(*manager);
-        EXPECT_EQ(manager->getKestrelDeviceId(), std::nullopt);
-    }
-}
-
-TEST(ServiceProbeTest, ReportsARegisteredServiceAndSynchronisationWaitsForIt) {
+// The real probe: before PreferencesService is registered nothing is attempted; after it, a
+// manager with a settings object synchronises, and the singleton, which has none, asks the
+// loader on every reading and finds no settings module.
+TEST(SingletonTest, SynchronisationWaitsForTheRegisteredPreferencesService) {
     android::hostbinder::clearServices();
     auto settings = std::make_shared<FakeSettingsService>();
     settings->putString("telemetry_state", "on");
     TelemetrySettingsManager manager(settings, std::make_shared<FakeStorageCache>());
-    manager.setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
-    EXPECT_FALSE(manager.isServiceRunning("PreferencesService"));
-    EXPECT_FALSE(manager.isTelemetryEnabled());
-    EXPECT_TRUE(settings->calls().empty());
-
-    registerService("PreferencesService");
-    EXPECT_TRUE(manager.isServiceRunning("PreferencesService"));
+    auto singleton = TelemetrySettingsManager::instance();
+    for (auto* each : {static_cast<ITelemetrySettingsManager*>(&manager), singleton.get()}) {
+        each->setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
+    }
+    for (bool registered : {false, true}) {
+        if (registered) registerService("PreferencesService");
+        EXPECT_EQ(manager.isServiceRunning("PreferencesService"), registered);
+        EXPECT_EQ(manager.isTelemetryEnabled(), registered);
+        expectDefaults(*singleton);
+        EXPECT_EQ(singleton->getKestrelDeviceId(), std::nullopt);
+    }
     EXPECT_FALSE(manager.isServiceRunning("preferencesservice"));
     EXPECT_FALSE(manager.isServiceRunning(""));
-    EXPECT_TRUE(manager.isTelemetryEnabled());
 }
 
 }  // namespace
