@@ -15,36 +15,26 @@ namespace {
 using namespace std::chrono_literals;
 using Tamar::OS::Telemetry::setMaxLockContentionForTesting;
 
-// Holds the sync lock inside its first initializeGKs until released, as a stuck
-// synchronisation would.
-struct StuckManager : TestableManager {
-    StuckManager()
-        : TestableManager(std::make_shared<FakeSettingsService>(),
-                          std::make_shared<FakeStorageCache>()) {
-        setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
-    }
-    bool initializeGKs() override {
-        if (!enteredOnce.exchange(true)) {
-            entered.set_value();
-            release.get_future().wait();
-        }
-        return true;
-    }
+using LockContentionDeathTest = ManagerTest;
 
-    std::atomic<bool> enteredOnce{false};
-    std::promise<void> entered, release;
-};
-
-TEST(LockContentionDeathTest, WaitingBeyondTheLimitForTheSyncLockAborts) {
+// The 60-second limit, shortened: a reading that waits beyond it for a synchronisation stuck
+// inside its gate initialisation aborts the process.
+TEST_F(LockContentionDeathTest, WaitingBeyondTheLimitForTheSyncLockAborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
             {
                 setMaxLockContentionForTesting(100ms);
-                StuckManager m;
-                std::thread holder([&m] { m.syncSettings(); });
-                m.entered.get_future().wait();
-                m.isTelemetryEnabled();  // waits for the held sync lock
-                m.release.set_value();
+                std::promise<void> entered;
+                std::promise<void> release;
+                manager->duringInitializeGKs = [&] {
+                    if (manager->initializeGKsCalls > 1) return;
+                    entered.set_value();
+                    release.get_future().wait();
+                };
+                std::thread holder([this] { manager->syncSettings(); });
+                entered.get_future().wait();
+                manager->isTelemetryEnabled();  // waits for the held sync lock
+                release.set_value();
                 holder.join();
             },
             "Max contention period limit \\(60 sec\\.\\) is reached\\. "

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -55,6 +56,7 @@ public:
     std::atomic<bool> historyGate{false};
     std::atomic<int> serviceProbes{0};
     std::atomic<int> initializeGKsCalls{0};
+    std::function<void()> duringInitializeGKs;  // set before the manager is shared
 
     bool isServiceRunning(const char* name) override {
         ++serviceProbes;
@@ -62,6 +64,7 @@ public:
     }
     bool initializeGKs() override {
         ++initializeGKsCalls;
+        if (duringInitializeGKs) duringInitializeGKs();
         return true;
     }
     bool getGKFlag(const char* name) override {

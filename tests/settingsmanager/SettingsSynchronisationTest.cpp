@@ -128,19 +128,6 @@ TEST_F(ManagerTest, DestroyingAManagerRemovesItsSixListenersOnlyAfterSynchronisa
     EXPECT_EQ(remaining[0].second, &other);
 }
 
-// An injected null settings object is replaced through the module loader on each attempt;
-// with no module in this process, synchronisation keeps failing without touching anything.
-TEST_F(ManagerTest, WithoutSettingsObjectAsksTheLoaderOnEveryAttemptAndAnswersDefaults) {
-    TestableManager orphan(nullptr, cache);
-    orphan.setHistoryStoreManager(histories);
-    EXPECT_FALSE(orphan.syncSettings());
-    expectDefaults(orphan);
-    EXPECT_EQ(orphan.getKestrelDeviceId(), std::nullopt);
-    EXPECT_EQ(orphan.serviceProbes, 11);
-    EXPECT_THAT(cache->calls(), IsEmpty());
-    EXPECT_THAT(historySizes(), ElementsAre(0, 0, 0, 0, 0, 0, 0, 0));
-}
-
 // The four time-indexed getters at `t`; managed mode also for a user that has no value of its
 // own, so that the user-less one applies.
 void expectState(ITelemetrySettingsManager& manager, std::chrono::steady_clock::time_point t,

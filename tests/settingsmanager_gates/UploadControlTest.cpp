@@ -54,13 +54,13 @@ protected:
 TEST_F(UploadControlTest, LockedStateRefusesBothSwitches) {
     testsupport::LogCapture logs;
     manager->lockUploadState();
-    EXPECT_FALSE(manager->enableUpload());
-    EXPECT_FALSE(manager->disableUpload());
-    EXPECT_EQ(logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not enabling upload"),
-              1u);
-    EXPECT_EQ(
-            logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not disabling upload"),
-            1u);
+    const std::pair<bool (GateManager::*)(), const char*> switches[] = {
+            {&GateManager::enableUpload, "Upload state locked, not enabling upload"},
+            {&GateManager::disableUpload, "Upload state locked, not disabling upload"}};
+    for (const auto& [flip, line] : switches) {
+        EXPECT_FALSE((manager.get()->*flip)());
+        EXPECT_EQ(logs.count(ANDROID_LOG_DEBUG, "telemetry", line), 1u);
+    }
     EXPECT_TRUE(wrenLoggerCallSequence().empty());
 
     manager->unlockUploadState();
