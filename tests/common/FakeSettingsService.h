@@ -37,12 +37,6 @@ public:
         std::lock_guard<std::mutex> lock(mutex_);
         refuseSetString_ = refuse;
     }
-    std::optional<Value> value(const std::string& key) const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        auto it = values_.find(key);
-        return it == values_.end() ? std::nullopt : std::optional<Value>(it->second);
-    }
-
     // Every call as "<operation> <key>", in order.
     std::vector<std::string> calls() const {
         std::lock_guard<std::mutex> lock(mutex_);

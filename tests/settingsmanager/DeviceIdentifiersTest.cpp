@@ -51,7 +51,7 @@ TEST_F(ManagerTest, WithNoKestrelIdAnywhereANewRandomUuidIsStoredPublishedAndCac
     const auto id = manager->getKestrelDeviceId();
     ASSERT_TRUE(id.has_value());
     EXPECT_EQ(cache->stored(kKestrelStoreKey), id);
-    EXPECT_EQ(settings->value("kestrel_device_id"), FakeSettingsService::Value(*id));
+    EXPECT_EQ(manager->getStringFromSettingsManager("kestrel_device_id"), id);
     const std::set<std::string> ids{*id, manager->generateKestrelId(), manager->generateKestrelId()};
     for (auto& each : ids) EXPECT_TRUE(isLowerCaseUuid(each)) << each;
     EXPECT_EQ(ids.size(), 3u);  // distinct
@@ -88,7 +88,7 @@ TEST_F(ManagerTest, RefusedKestrelIdWritesCacheNothingAndAreRetried) {
     settings->refuseSetString(false);
     manager->getAndSetKestrelDeviceId();
     EXPECT_EQ(manager->getKestrelDeviceId(), storedId);
-    EXPECT_EQ(settings->value("kestrel_device_id"), FakeSettingsService::Value(*storedId));
+    EXPECT_EQ(manager->getStringFromSettingsManager("kestrel_device_id"), storedId);
     EXPECT_EQ(cache->countCalls("set"), 2u);  // published again, not regenerated
 }
 

@@ -44,8 +44,7 @@ inline void expectDefaults(ITelemetrySettingsManager& manager) {
     EXPECT_TRUE(manager.getIsNuxCompleted());
 }
 
-// Replaces the probes that reach beyond the settings service (binder, system properties) and
-// counts them.
+// Replaces the probes that reach beyond the settings service (binder, system properties).
 class TestableManager : public TelemetrySettingsManager {
 public:
     TestableManager(std::shared_ptr<FakeSettingsService> settings,
@@ -54,12 +53,10 @@ public:
 
     std::atomic<bool> preferencesServiceRunning{true};
     std::atomic<bool> historyGate{false};
-    std::atomic<int> serviceProbes{0};
     std::atomic<int> initializeGKsCalls{0};
     std::function<void()> duringInitializeGKs;  // set before the manager is shared
 
     bool isServiceRunning(const char* name) override {
-        ++serviceProbes;
         return std::strcmp(name, "PreferencesService") == 0 && preferencesServiceRunning;
     }
     bool initializeGKs() override {
