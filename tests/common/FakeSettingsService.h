@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -22,36 +22,32 @@ public:
     using Listener = BASALT::Settings::v3::ISettingsListener;
     using Value = std::variant<std::string, bool, int32_t>;
 
-    // Test set-up; not logged.
-    void putString(const std::string& key, const std::string& value) { put(key, value); }
-    void putBool(const std::string& key, bool value) { put(key, value); }
-    void putInt(const std::string& key, int32_t value) { put(key, value); }
-    void remove(const std::string& key) {
+    // Test set-up; not logged. An absent value removes the key.
+    void put(const std::string& key, const std::optional<Value>& value) {
         std::lock_guard<std::mutex> lock(mutex_);
-        values_.erase(key);
+        if (value) {
+            values_[key] = *value;
+        } else {
+            values_.erase(key);
+        }
     }
+    void putString(const std::string& key, const std::string& value) { put(key, value); }
+    void putInt(const std::string& key, int32_t value) { put(key, value); }
     void refuseSetString(bool refuse) {
         std::lock_guard<std::mutex> lock(mutex_);
         refuseSetString_ = refuse;
     }
-    std::optional<Value> value(const std::string& key) const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        auto it = values_.find(key);
-        if (it == values_.end()) return std::nullopt;
-        return it->second;
-    }
-
     // Every call as "<operation> <key>", in order.
     std::vector<std::string> calls() const {
         std::lock_guard<std::mutex> lock(mutex_);
         return calls_;
     }
-    // The calls whose operation is `operation`, as their keys, in order.
+    // The keys of the calls whose operation is `operation`, in order.
     std::vector<std::string> keysOf(const std::string& operation) const {
         std::vector<std::string> keys;
-        const std::string prefix = operation + " ";
         for (const auto& call : calls()) {
-            if (call.rfind(prefix, 0) == 0) keys.push_back(call.substr(prefix.size()));
+            if (call.rfind(operation + " ", 0) == 0)
+                keys.push_back(call.substr(operation.size() + 1));
         }
         return keys;
     }
@@ -59,34 +55,18 @@ public:
         std::lock_guard<std::mutex> lock(mutex_);
         calls_.clear();
     }
-    // Adds an entry of the test's own, so that calls on other fakes can be ordered against
-    // the calls on this one.
-    void record(const std::string& entry) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        calls_.push_back(entry);
-    }
-
     // Registered listeners, as (key, listener) in registration order.
     std::vector<std::pair<std::string, Listener*>> listeners() const {
         std::lock_guard<std::mutex> lock(mutex_);
         return listeners_;
     }
 
-    // Calls onSettingChange(key) on every listener registered for `key`.
-    void fireChange(const std::string& key) {
-        std::vector<Listener*> targets;
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            for (auto& [k, l] : listeners_) {
-                if (k == key) targets.push_back(l);
-            }
-        }
-        for (auto* l : targets) l->onSettingChange(key.c_str());
-    }
-    // Stores a value, then notifies the listeners of its key.
-    void change(const std::string& key, const Value& value) {
+    // Stores (or removes) a value, then calls onSettingChange(key) on the listeners of `key`.
+    void change(const std::string& key, const std::optional<Value>& value) {
         put(key, value);
-        fireChange(key);
+        for (auto& [k, listener] : listeners()) {
+            if (k == key) listener->onSettingChange(key.c_str());
+        }
     }
 
     // ISettingsManager
@@ -97,21 +77,16 @@ public:
         return typed("getInt", key, defaultValue);
     }
     const BASALT::Settings::v3::ISettingValue* get(const char* key, const char*) override {
+        using namespace BASALT::Settings::v3;
+        static constexpr int32_t kTypes[] = {kSettingTypeString, kSettingTypeBool, kSettingTypeInt};
         std::lock_guard<std::mutex> lock(mutex_);
         log("get", key);
         auto it = values_.find(key);
         if (it == values_.end()) return nullptr;
         // Valid until the next get() on this thread, as the real service promises.
         thread_local SettingValue returned;
-        const Value& v = it->second;
-        if (auto* text = std::get_if<std::string>(&v)) {
-            returned = SettingValue(BASALT::Settings::v3::kSettingTypeString, *text);
-        } else if (auto* b = std::get_if<bool>(&v)) {
-            returned = SettingValue(BASALT::Settings::v3::kSettingTypeBool, *b ? "true" : "false");
-        } else {
-            returned = SettingValue(BASALT::Settings::v3::kSettingTypeInt,
-                                    std::to_string(std::get<int32_t>(v)));
-        }
+        returned.type = kTypes[it->second.index()];
+        returned.text = std::visit([](const auto& v) { return text(v); }, it->second);
         return &returned;
     }
     bool setString(const char* key, const char* value) override {
@@ -139,13 +114,14 @@ public:
 
 private:
     struct SettingValue : BASALT::Settings::v3::ISettingValue {
-        SettingValue(int32_t t = BASALT::Settings::v3::kSettingTypeNone, std::string s = {})
-            : type(t), text(std::move(s)) {}
-        int32_t type;
+        int32_t type = BASALT::Settings::v3::kSettingTypeNone;
         std::string text;
         int32_t getType() const override { return type; }
         const char* getString() const override { return text.c_str(); }
     };
+    static std::string text(const std::string& value) { return value; }
+    static std::string text(bool value) { return value ? "true" : "false"; }
+    static std::string text(int32_t value) { return std::to_string(value); }
 
     // The value of `key` if it holds a T, else `defaultValue`.
     template <typename T>
@@ -155,10 +131,6 @@ private:
         auto it = values_.find(key);
         const T* value = it == values_.end() ? nullptr : std::get_if<T>(&it->second);
         return value ? *value : defaultValue;
-    }
-    void put(const std::string& key, const Value& value) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        values_[key] = value;
     }
     void log(const char* operation, const char* key) {
         calls_.push_back(std::string(operation) + " " + key);

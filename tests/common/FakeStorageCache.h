@@ -12,7 +12,7 @@
 namespace testsupport {
 
 // An in-memory IStorageCache that records every call and can be told to refuse writes.
-// Thread-safe.
+// The test-side accessors address the settings manager's own store. Thread-safe.
 class FakeStorageCache : public IStorageCache {
 public:
     struct Call {
@@ -22,17 +22,14 @@ public:
     };
 
     // Test set-up; not recorded.
-    void put(Store store, const std::string& name, const std::string& key,
-             const std::string& value) {
+    void put(const std::string& key, const std::string& value) {
         std::lock_guard<std::mutex> lock(mutex_);
-        values_[{store, name, key}] = value;
+        values_[managerKey(key)] = value;
     }
-    std::optional<std::string> stored(Store store, const std::string& name,
-                                      const std::string& key) const {
+    std::optional<std::string> stored(const std::string& key) const {
         std::lock_guard<std::mutex> lock(mutex_);
-        auto it = values_.find({store, name, key});
-        if (it == values_.end()) return std::nullopt;
-        return it->second;
+        auto it = values_.find(managerKey(key));
+        return it == values_.end() ? std::nullopt : std::optional<std::string>(it->second);
     }
     void refuseWrites(bool refuse) {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -58,8 +55,7 @@ public:
         std::lock_guard<std::mutex> lock(mutex_);
         calls_.push_back({"get", key, {}});
         auto it = values_.find({store, name, key});
-        if (it == values_.end()) return std::nullopt;
-        return it->second;
+        return it == values_.end() ? std::nullopt : std::optional<std::string>(it->second);
     }
     bool set(Store store, const std::string& name, const std::string& key,
              const std::string& value) override {
@@ -72,6 +68,10 @@ public:
 
 private:
     using Key = std::tuple<Store, std::string, std::string>;
+    static Key managerKey(const std::string& key) {
+        return {Store::Shared, "telemetry_service_settings", key};
+    }
+
     mutable std::mutex mutex_;
     std::map<Key, std::string> values_;
     std::vector<Call> calls_;

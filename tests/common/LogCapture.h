@@ -21,10 +21,10 @@ class LogCapture {
 public:
     LogCapture() {
         {
-            std::lock_guard<std::mutex> lock(mutex());
-            lines().clear();
+            std::lock_guard<std::mutex> lock(mutex_);
+            lines_.clear();
         }
-        // Not under mutex(): liblog calls capture() holding its logger lock, which
+        // Not under mutex_: liblog calls capture() holding its logger lock, which
         // __android_log_set_logger takes too, so holding both here inverts the order.
         previousPriority_ = __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
         __android_log_set_logger(&LogCapture::capture);
@@ -37,8 +37,8 @@ public:
     LogCapture& operator=(const LogCapture&) = delete;
 
     std::vector<LogLine> all() const {
-        std::lock_guard<std::mutex> lock(mutex());
-        return lines();
+        std::lock_guard<std::mutex> lock(mutex_);
+        return lines_;
     }
     // Lines with this tag, in order.
     std::vector<LogLine> withTag(const std::string& tag) const {
@@ -48,36 +48,24 @@ public:
         }
         return out;
     }
+    // Lines with this tag and message, of any priority or of `priority`.
     size_t count(const std::string& tag, const std::string& message) const {
-        auto captured = all();
-        return static_cast<size_t>(std::count_if(
-                captured.begin(), captured.end(),
-                [&](const LogLine& l) { return l.tag == tag && l.message == message; }));
+        return count(-1, tag, message);
     }
     size_t count(int priority, const std::string& tag, const std::string& message) const {
-        auto captured = all();
-        return static_cast<size_t>(
-                std::count_if(captured.begin(), captured.end(), [&](const LogLine& l) {
-                    return l.priority == priority && l.tag == tag && l.message == message;
-                }));
-    }
-    void clear() {
-        std::lock_guard<std::mutex> lock(mutex());
-        lines().clear();
+        auto lines = withTag(tag);
+        return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](auto& l) {
+            return (priority < 0 || l.priority == priority) && l.message == message;
+        }));
     }
 
 private:
-    static std::mutex& mutex() {
-        static std::mutex m;
-        return m;
-    }
-    static std::vector<LogLine>& lines() {
-        static std::vector<LogLine> l;
-        return l;
-    }
+    static inline std::mutex mutex_;
+    static inline std::vector<LogLine> lines_;
+
     static void capture(const struct __android_logger_data* data, const char* message) {
-        std::lock_guard<std::mutex> lock(mutex());
-        lines().push_back({data->priority, data->tag ? data->tag : "", message ? message : ""});
+        std::lock_guard<std::mutex> lock(mutex_);
+        lines_.push_back({data->priority, data->tag ? data->tag : "", message ? message : ""});
     }
 
     int previousPriority_ = ANDROID_LOG_DEFAULT;

@@ -1,19 +1,24 @@
 #include <keyvalue/KeyValueStore.h>
 
-#include "TemporaryStoreDirectory.h"
+#include "ChildProcess.h"
+#include "TempDir.h"
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
+#include <memory>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
-
-using keyvaluetest::TemporaryStoreDirectory;
 
 constexpr const char* kName = "telemetry_service_settings";
 
@@ -22,7 +27,7 @@ std::optional<std::string> readBack(const std::string& directory, const std::str
 }
 
 TEST(SORRELKeyValueStorageStrategyTest, RoundTripsExactValuesAndKeepsStoresAndNamesApart) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     const std::string binary("a\0b\xff\n", 5);
     {
         SORRELKeyValueStorageStrategy strategy(dir.path());
@@ -46,7 +51,7 @@ TEST(SORRELKeyValueStorageStrategyTest, RoundTripsExactValuesAndKeepsStoresAndNa
 }
 
 TEST(SORRELKeyValueStorageStrategyTest, CreatesMissingParentsPrivately) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     const std::string nested = dir.path() + "/a/b/store";
     ASSERT_TRUE(SORRELKeyValueStorageStrategy(nested).write(Store::Shared, kName, "k", "v"));
 
@@ -58,7 +63,7 @@ TEST(SORRELKeyValueStorageStrategyTest, CreatesMissingParentsPrivately) {
 }
 
 TEST(SORRELKeyValueStorageStrategyTest, DirectoryComesFromTheEnvironmentInOrder) {
-    TemporaryStoreDirectory dir;
+    testsupport::TempDir dir("keyvalue");
     auto writeThroughDefault = [](const char* value) {
         ASSERT_TRUE(SORRELKeyValueStorageStrategy().write(Store::Shared, kName, "k", value));
     };
@@ -76,33 +81,89 @@ TEST(SORRELKeyValueStorageStrategyTest, DirectoryComesFromTheEnvironmentInOrder)
     EXPECT_EQ(readBack(dir.path() + "/home/.local/state/halcyon-keyvalue", "k"), "home");
 }
 
-TEST(StorageCacheTest, SeesWritesMadeThroughAnotherConnection) {
-    TemporaryStoreDirectory dir;
-    StorageCache first(std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
-    StorageCache second(std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
-
-    ASSERT_TRUE(first.set(Store::Shared, kName, "logcatlevel", "verbose"));
-    EXPECT_EQ(second.get(Store::Shared, kName, "logcatlevel"), "verbose");
-    ASSERT_TRUE(second.set(Store::Shared, kName, "logcatlevel", ""));
-    EXPECT_EQ(first.get(Store::Shared, kName, "logcatlevel"), "");
-}
-
-TEST(StorageCacheTest, ThreadsShareOneCacheSafely) {
-    TemporaryStoreDirectory dir;
-    auto cache = std::make_shared<StorageCache>(
-            std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
+// Threads share a cache; each reads its writes back through another connection's cache.
+TEST(StorageCacheTest, ThreadsShareCachesOverSeparateConnectionsSafely) {
+    testsupport::TempDir dir("keyvalue");
+    std::shared_ptr<StorageCache> caches[2];
+    for (auto& cache : caches) {
+        cache = std::make_shared<StorageCache>(
+                std::make_unique<SORRELKeyValueStorageStrategy>(dir.path()));
+    }
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([cache, t] {
-            KeyValueDispatch dispatch(Store::Shared, kName, cache);
+        threads.emplace_back([&caches, t] {
+            KeyValueDispatch writer(Store::Shared, kName, caches[t % 2]);
+            KeyValueDispatch reader(Store::Shared, kName, caches[(t + 1) % 2]);
             for (int i = 0; i < 25; ++i) {
                 const std::string key = "t" + std::to_string(t) + "-" + std::to_string(i);
-                EXPECT_TRUE(dispatch.setValue(key, std::to_string(i)));
-                EXPECT_EQ(dispatch.getValue(key, "missing"), std::to_string(i));
+                EXPECT_TRUE(writer.setValue(key, std::to_string(i)));
+                EXPECT_EQ(reader.getValue(key, "missing"), std::to_string(i));
+                EXPECT_TRUE(writer.setValue(key, ""));
+                EXPECT_EQ(reader.getValue(key, "missing"), "");
             }
         });
     }
     for (auto& thread : threads) thread.join();
+}
+
+// Each child writes its own keys twice (a pending value, then the final one) and one shared
+// key; every child starts at once and opens the file itself, so the set-up of a new database
+// races too.
+TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
+    testsupport::TempDir dir("keyvalue");
+    constexpr int kChildren = 3;
+    constexpr int kKeysPerChild = 40;
+    const auto key = [](int child, int i) { return "c" + std::to_string(child * 1000 + i); };
+    int start[2];
+    ASSERT_EQ(pipe(start), 0);
+    std::vector<pid_t> children;
+    for (int child = 0; child < kChildren; ++child) {
+        children.push_back(keyvaluetest::startChild([&, child] {
+            close(start[1]);
+            char ignored;
+            while (read(start[0], &ignored, 1) > 0) {
+            }
+            SORRELKeyValueStorageStrategy strategy(dir.path(), std::chrono::milliseconds(5000));
+            int failures = 0;
+            for (int i = 0; i < kKeysPerChild; ++i) {
+                for (const auto& [k, value] : {std::pair(key(child, i), std::string("pending")),
+                                               std::pair(key(child, i), key(child, i)),
+                                               std::pair(std::string("shared"), key(child, i))}) {
+                    failures += strategy.write(Store::Shared, kName, k, value) ? 0 : 1;
+                }
+            }
+            return failures > 100 ? 100 : failures;
+        }));
+    }
+    close(start[0]);
+    close(start[1]);  // starts every child at once
+    for (pid_t pid : children) {
+        EXPECT_EQ(keyvaluetest::waitForChild(pid), 0) << "failed writes in child " << pid;
+    }
+
+    SORRELKeyValueStorageStrategy reader(dir.path());
+    std::set<std::optional<std::string>> lastWrites;
+    for (int child = 0; child < kChildren; ++child) {
+        for (int i = 0; i < kKeysPerChild; ++i) {
+            EXPECT_EQ(reader.read(Store::Shared, kName, key(child, i)), key(child, i));
+        }
+        lastWrites.insert(key(child, kKeysPerChild - 1));
+    }
+    EXPECT_TRUE(lastWrites.contains(reader.read(Store::Shared, kName, "shared")));
+}
+
+TEST(KeyValueMultiProcessTest, AcknowledgedWriteSurvivesTheWriterBeingKilled) {
+    testsupport::TempDir dir("keyvalue");
+    const pid_t pid = keyvaluetest::startChild([&] {
+        SORRELKeyValueStorageStrategy strategy(dir.path());
+        if (!strategy.write(Store::Shared, kName, "kestrel", "id-1")) return 1;
+        kill(getpid(), SIGKILL);
+        return 2;
+    });
+    ASSERT_EQ(keyvaluetest::waitForChild(pid), -SIGKILL);
+
+    SORRELKeyValueStorageStrategy reader(dir.path());
+    EXPECT_EQ(reader.read(Store::Shared, kName, "kestrel"), "id-1");
 }
 
 }  // namespace

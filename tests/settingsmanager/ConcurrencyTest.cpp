@@ -1,5 +1,7 @@
 #include "ManagerTestSupport.h"
 
+#include <WaitUntil.h>
+
 #include <telemetry/settingsmanager/LockContention.h>
 
 #include <chrono>
@@ -13,38 +15,26 @@ namespace {
 using namespace std::chrono_literals;
 using Tamar::OS::Telemetry::setMaxLockContentionForTesting;
 
-// Holds the sync lock inside its first initializeGKs until released, as a stuck
-// synchronisation would.
-struct StuckManager : TestableManager {
-    StuckManager()
-        : TestableManager(std::make_shared<FakeSettingsService>(),
-                          std::make_shared<FakeStorageCache>(), log) {
-        logProbes = false;
-        setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
-    }
-    bool initializeGKs() override {
-        if (!enteredOnce.exchange(true)) {
-            entered.set_value();
-            release.get_future().wait();
-        }
-        return true;
-    }
+using LockContentionDeathTest = ManagerTest;
 
-    FakeSettingsService log;
-    std::atomic<bool> enteredOnce{false};
-    std::promise<void> entered, release;
-};
-
-TEST(LockContentionDeathTest, WaitingBeyondTheLimitForTheSyncLockAborts) {
+// The 60-second limit, shortened: a reading that waits beyond it for a synchronisation stuck
+// inside its gate initialisation aborts the process.
+TEST_F(LockContentionDeathTest, WaitingBeyondTheLimitForTheSyncLockAborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
             {
                 setMaxLockContentionForTesting(100ms);
-                StuckManager m;
-                std::thread holder([&m] { m.syncSettings(); });
-                m.entered.get_future().wait();
-                m.isTelemetryEnabled();  // waits for the held sync lock
-                m.release.set_value();
+                std::promise<void> entered;
+                std::promise<void> release;
+                manager->duringInitializeGKs = [&] {
+                    if (manager->initializeGKsCalls > 1) return;
+                    entered.set_value();
+                    release.get_future().wait();
+                };
+                std::thread holder([this] { manager->syncSettings(); });
+                entered.get_future().wait();
+                manager->isTelemetryEnabled();  // waits for the held sync lock
+                release.set_value();
                 holder.join();
             },
             "Max contention period limit \\(60 sec\\.\\) is reached\\. "
@@ -55,7 +45,6 @@ TEST(LockContentionDeathTest, WaitingBeyondTheLimitForTheSyncLockAborts) {
 // What is checked is that every answer is one the settings ever held (and, under the
 // thread sanitizer, that nothing races).
 TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
-    manager->logProbes = false;
     manager->preferencesServiceRunning = false;
     settings->putString("telemetry_state", "on");
     settings->putInt("managed_device", 1);
@@ -79,16 +68,13 @@ TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
                 manager->getKestrelDeviceId();
                 manager->getTelemetryLocalAccountModeEnabled(t, 3u);
                 manager->getAccountCheckpointed(t);
-                manager->getTelemetryLogLevel();
-                manager->isVerboseEnabled();
                 manager->getIsNuxCompleted();
                 ++readings;
             }
         });
     }
     threads.emplace_back([&] {
-        int i = 0;
-        while (!stop) {
+        for (int i = 0; !stop; ++i) {
             settings->putInt("managed_device", 1 + (i % 2));
             settings->putInt("current_user", 10 + (i % 2));
             for (const char* key :
@@ -97,7 +83,6 @@ TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
                   "first_time_nux_complete", "device_ent_id", "kestrel_device_id"}) {
                 manager->onSettingChange(key);
             }
-            ++i;
         }
     });
     threads.emplace_back([&] {
@@ -105,9 +90,9 @@ TEST_F(ManagerTest, ReadersChangesAndSynchronisationOverlapSafely) {
     });
 
     // Some readings before synchronisation can succeed, many after.
-    while (readings < 50) std::this_thread::yield();
+    EXPECT_TRUE(testsupport::waitUntil([&] { return readings >= 50; }));
     manager->preferencesServiceRunning = true;
-    while (readings < 250) std::this_thread::yield();
+    EXPECT_TRUE(testsupport::waitUntil([&] { return readings >= 250; }));
     stop = true;
     for (auto& t : threads) t.join();
 

@@ -19,47 +19,42 @@ bool isLowerCaseUuid(const std::string& text) {
     return std::regex_match(text, uuid);
 }
 
-// Both identifiers come only from the settings service (never the store), an empty one counts
-// as absent, and once known neither a notification nor a refresh replaces them.
-TEST_F(ManagerTest, IdentifiersAreAppliedWhenForwardedAndAreWriteOnce) {
+// Both identifiers come from the settings service first (the store is left alone), an empty
+// one counts as absent, and once known neither a notification nor a refresh replaces them.
+TEST_F(ManagerTest, IdentifiersComeFromTheSettingsServiceAndAreWriteOnce) {
     settings->putString("device_ent_id", "");
-    syncAndClear();
-    ASSERT_EQ(manager->getTelemetryDeviceId(), std::nullopt);
-    const auto generated = manager->getKestrelDeviceId();
-    ASSERT_TRUE(generated.has_value());
+    settings->putString("kestrel_device_id", "abc");
+    cache->put(kKestrelStoreKey, "stored");
+    ASSERT_TRUE(manager->syncSettings());
+    for (auto& call : cache->calls()) EXPECT_NE(call.key, kKestrelStoreKey) << call.operation;
+    cache->clearCalls();
+    EXPECT_EQ(manager->getTelemetryDeviceId(), std::nullopt);
+    EXPECT_EQ(manager->getKestrelDeviceId(), "abc");
 
+    // Neither key has a listener: the settings module forwards their changes.
     settings->putString("device_ent_id", "X");
     manager->onSettingChange("device_ent_id");
     EXPECT_EQ(manager->getTelemetryDeviceId(), "X");
-
     settings->putString("device_ent_id", "Y");
     settings->putString("kestrel_device_id", "other");
     manager->onSettingChange("device_ent_id");
     manager->onSettingChange("kestrel_device_id");
     manager->getAndSetTelemetryDeviceId();
+    manager->getAndSetKestrelDeviceId();
     EXPECT_EQ(manager->getTelemetryDeviceId(), "X");
-    EXPECT_EQ(manager->getKestrelDeviceId(), generated);
-    EXPECT_THAT(cache->calls(), IsEmpty());
-}
-
-TEST_F(ManagerTest, KestrelIdFromTheSettingsServiceWinsAndLeavesTheStoreAlone) {
-    settings->putString("kestrel_device_id", "abc");
-    store(kKestrelStoreKey, "stored");
     EXPECT_EQ(manager->getKestrelDeviceId(), "abc");
-    for (auto& call : cache->calls()) EXPECT_NE(call.key, kKestrelStoreKey) << call.operation;
+    EXPECT_THAT(cache->calls(), IsEmpty());
     EXPECT_THAT(settings->keysOf("setString"), IsEmpty());
 }
 
 TEST_F(ManagerTest, WithNoKestrelIdAnywhereANewRandomUuidIsStoredPublishedAndCached) {
     const auto id = manager->getKestrelDeviceId();
     ASSERT_TRUE(id.has_value());
-    EXPECT_TRUE(isLowerCaseUuid(*id)) << *id;
-    EXPECT_EQ(stored(kKestrelStoreKey), id);
-    EXPECT_EQ(settings->value("kestrel_device_id"), FakeSettingsService::Value(*id));
-    std::set<std::string> ids{*id};
-    for (int i = 0; i < 63; ++i) ids.insert(manager->generateKestrelId());
+    EXPECT_EQ(cache->stored(kKestrelStoreKey), id);
+    EXPECT_EQ(manager->getStringFromSettingsManager("kestrel_device_id"), id);
+    const std::set<std::string> ids{*id, manager->generateKestrelId(), manager->generateKestrelId()};
     for (auto& each : ids) EXPECT_TRUE(isLowerCaseUuid(each)) << each;
-    EXPECT_EQ(ids.size(), 64u);  // distinct
+    EXPECT_EQ(ids.size(), 3u);  // distinct
 
     // Write-once: a further refresh asks nobody and changes nothing.
     settings->clearCalls();
@@ -70,7 +65,9 @@ TEST_F(ManagerTest, WithNoKestrelIdAnywhereANewRandomUuidIsStoredPublishedAndCac
     EXPECT_EQ(manager->getKestrelDeviceId(), id);
 }
 
-TEST_F(ManagerTest, StoreRefusingTheGeneratedKestrelIdLogsAndCachesNothing) {
+// A refused write caches nothing: a refused store write is logged and the next refresh makes a
+// new id; a refused publication keeps the stored id, which the next refresh publishes.
+TEST_F(ManagerTest, RefusedKestrelIdWritesCacheNothingAndAreRetried) {
     testsupport::LogCapture logs;
     cache->refuseWrites(true);
     EXPECT_EQ(manager->getKestrelDeviceId(), std::nullopt);
@@ -78,30 +75,21 @@ TEST_F(ManagerTest, StoreRefusingTheGeneratedKestrelIdLogsAndCachesNothing) {
                          "Failed to cache generated kestrel ID to kvstore"),
               1u);
     EXPECT_THAT(settings->keysOf("setString"), IsEmpty());
-    EXPECT_EQ(stored(kKestrelStoreKey), std::nullopt);
+    const std::string refused = cache->calls().back().value;
 
-    // The next refresh generates a different id and, with the store back, keeps it.
-    const std::string firstAttempt = cache->calls().back().value;  // the refused write
     cache->refuseWrites(false);
-    manager->getAndSetKestrelDeviceId();
-    const auto id = manager->getKestrelDeviceId();
-    ASSERT_TRUE(id.has_value());
-    EXPECT_NE(*id, firstAttempt);
-    EXPECT_EQ(stored(kKestrelStoreKey), id);
-}
-
-// Also the path of an id found only in the store: published, cached, not regenerated.
-TEST_F(ManagerTest, SettingsServiceRefusingTheKestrelIdCachesNothingAndRetriesTheStoredId) {
     settings->refuseSetString(true);
+    manager->getAndSetKestrelDeviceId();
     EXPECT_EQ(manager->getKestrelDeviceId(), std::nullopt);
-    const auto storedId = stored(kKestrelStoreKey);
+    const auto storedId = cache->stored(kKestrelStoreKey);
     ASSERT_TRUE(storedId.has_value());
+    EXPECT_NE(*storedId, refused);
 
     settings->refuseSetString(false);
     manager->getAndSetKestrelDeviceId();
     EXPECT_EQ(manager->getKestrelDeviceId(), storedId);
-    EXPECT_EQ(settings->value("kestrel_device_id"), FakeSettingsService::Value(*storedId));
-    EXPECT_EQ(cache->countCalls("set"), 1u);  // published again, not regenerated
+    EXPECT_EQ(manager->getStringFromSettingsManager("kestrel_device_id"), storedId);
+    EXPECT_EQ(cache->countCalls("set"), 2u);  // published again, not regenerated
 }
 
 }  // namespace

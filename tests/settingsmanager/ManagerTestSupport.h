@@ -12,6 +12,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,8 +24,6 @@ using Tamar::OS::Telemetry::ITelemetrySettingsManager;
 using Tamar::OS::Telemetry::TelemetrySettingsManager;
 using testsupport::FakeSettingsService;
 using testsupport::FakeStorageCache;
-
-inline constexpr char kStoreName[] = "telemetry_service_settings";
 
 inline auto now() {
     return std::chrono::steady_clock::now();
@@ -45,55 +44,30 @@ inline void expectDefaults(ITelemetrySettingsManager& manager) {
     EXPECT_TRUE(manager.getIsNuxCompleted());
 }
 
-// A storage cache whose calls also land in the settings fake's log, so that one log shows
-// the order of every external call.
-class OrderedStorageCache : public FakeStorageCache {
-public:
-    explicit OrderedStorageCache(FakeSettingsService& log) : log_(log) {}
-    std::optional<std::string> get(Store store, const std::string& name,
-                                   const std::string& key) override {
-        log_.record("kv.get " + key);
-        return FakeStorageCache::get(store, name, key);
-    }
-    bool set(Store store, const std::string& name, const std::string& key,
-             const std::string& value) override {
-        log_.record("kv.set " + key);
-        return FakeStorageCache::set(store, name, key, value);
-    }
-
-private:
-    FakeSettingsService& log_;
-};
-
-// Replaces the probes that reach beyond the settings service (binder, system properties),
-// and logs them into the settings fake's call log.
+// Replaces the probes that reach beyond the settings service (binder, system properties).
 class TestableManager : public TelemetrySettingsManager {
 public:
     TestableManager(std::shared_ptr<FakeSettingsService> settings,
-                    std::shared_ptr<IStorageCache> cache, FakeSettingsService& log)
-        : TelemetrySettingsManager(std::move(settings), std::move(cache)), log_(log) {}
+                    std::shared_ptr<IStorageCache> cache)
+        : TelemetrySettingsManager(std::move(settings), std::move(cache)) {}
 
     std::atomic<bool> preferencesServiceRunning{true};
     std::atomic<bool> historyGate{false};
     std::atomic<int> initializeGKsCalls{0};
-    std::atomic<bool> logProbes{true};  // off where the log would grow without bound
+    std::function<void()> duringInitializeGKs;  // set before the manager is shared
 
     bool isServiceRunning(const char* name) override {
-        if (logProbes) log_.record(std::string("isServiceRunning ") + name);
         return std::strcmp(name, "PreferencesService") == 0 && preferencesServiceRunning;
     }
     bool initializeGKs() override {
         ++initializeGKsCalls;
-        if (logProbes) log_.record("initializeGKs");
+        if (duringInitializeGKs) duringInitializeGKs();
         return true;
     }
     bool getGKFlag(const char* name) override {
         return name == Tamar::OS::Telemetry::TelemetryVelaconfigs::EnableTelemetryHistoryStore &&
                historyGate;
     }
-
-private:
-    FakeSettingsService& log_;
 };
 
 class ManagerTest : public ::testing::Test {
@@ -101,7 +75,7 @@ protected:
     void SetUp() override { manager = makeManager(); }
 
     std::unique_ptr<TestableManager> makeManager() {
-        auto m = std::make_unique<TestableManager>(settings, cache, *settings);
+        auto m = std::make_unique<TestableManager>(settings, cache);
         m->setHistoryStoreManager(histories);
         return m;
     }
@@ -121,15 +95,8 @@ protected:
         return sizes;
     }
 
-    std::optional<std::string> stored(const std::string& key) const {
-        return cache->stored(Store::Shared, kStoreName, key);
-    }
-    void store(const std::string& key, const std::string& value) {
-        cache->put(Store::Shared, kStoreName, key, value);
-    }
-
     std::shared_ptr<FakeSettingsService> settings = std::make_shared<FakeSettingsService>();
-    std::shared_ptr<OrderedStorageCache> cache = std::make_shared<OrderedStorageCache>(*settings);
+    std::shared_ptr<FakeStorageCache> cache = std::make_shared<FakeStorageCache>();
     std::shared_ptr<HistoryStoreManager> histories = std::make_shared<HistoryStoreManager>();
     std::unique_ptr<TestableManager> manager;
 };

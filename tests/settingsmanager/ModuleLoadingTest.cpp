@@ -4,9 +4,7 @@ namespace settingsmanagertest {
 namespace {
 
 TEST(ManagerWithSettingsModule, NullSettingsObjectIsReplacedThroughTheLoader) {
-    FakeSettingsService log;
-    auto manager =
-            std::make_unique<TestableManager>(nullptr, std::make_shared<FakeStorageCache>(), log);
+    auto manager = std::make_unique<TestableManager>(nullptr, std::make_shared<FakeStorageCache>());
     manager->setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
 
     EXPECT_TRUE(manager->syncSettings());

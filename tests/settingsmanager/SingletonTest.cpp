@@ -10,6 +10,7 @@
 
 #include <latch>
 #include <thread>
+#include <vector>
 
 namespace settingsmanagertest {
 namespace {
@@ -22,53 +23,45 @@ void registerService(const char* name) {
 }
 
 TEST(SingletonTest, ConcurrentFirstCallsShareOneObject) {
-    std::shared_ptr<ITelemetrySettingsManager> first, second;
+    std::shared_ptr<ITelemetrySettingsManager> got[2];
     std::latch start(2);
-    std::thread a([&] {
-        start.arrive_and_wait();
-        first = TelemetrySettingsManager::instance();
-    });
-    std::thread b([&] {
-        start.arrive_and_wait();
-        second = TelemetrySettingsManager::instance();
-    });
-    a.join();
-    b.join();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(TelemetrySettingsManager::instance(), first);
-    // The static copy keeps its own reference beside the two handed out here.
-    EXPECT_EQ(first.use_count(), 3);
-    EXPECT_NE(dynamic_cast<TelemetrySettingsManager*>(first.get()), nullptr);
-}
-
-// Before PreferencesService is registered nothing is attempted; after it, every reading asks
-// the loader, which finds no settings module.
-TEST(SingletonTest, WithoutPreferencesServiceOrSettingsModuleReadersAnswerTheirDefault) {
-    auto manager = TelemetrySettingsManager::instance();
-    manager->setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
-    for (int registered = 0; registered < 2; ++registered) {
-        if (registered) registerService("PreferencesService");
-        expectDefaults(*manager);
-        EXPECT_EQ(manager->getKestrelDeviceId(), std::nullopt);
+    std::vector<std::thread> callers;
+    for (auto& each : got) {
+        callers.emplace_back([&start, &each] {
+            start.arrive_and_wait();
+            each = TelemetrySettingsManager::instance();
+        });
     }
+    for (auto& caller : callers) caller.join();
+    ASSERT_NE(got[0], nullptr);
+    EXPECT_EQ(got[0], got[1]);
+    EXPECT_EQ(TelemetrySettingsManager::instance(), got[0]);
+    // The static copy keeps its own reference beside the two handed out here.
+    EXPECT_EQ(got[0].use_count(), 3);
+    EXPECT_NE(dynamic_cast<TelemetrySettingsManager*>(got[0].get()), nullptr);
 }
 
-TEST(ServiceProbeTest, ReportsARegisteredServiceAndSynchronisationWaitsForIt) {
+// The real probe: before PreferencesService is registered nothing is attempted; after it, a
+// manager with a settings object synchronises, and the singleton, which has none, asks the
+// loader on every reading and finds no settings module.
+TEST(SingletonTest, SynchronisationWaitsForTheRegisteredPreferencesService) {
     android::hostbinder::clearServices();
     auto settings = std::make_shared<FakeSettingsService>();
     settings->putString("telemetry_state", "on");
     TelemetrySettingsManager manager(settings, std::make_shared<FakeStorageCache>());
-    manager.setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
-    EXPECT_FALSE(manager.isServiceRunning("PreferencesService"));
-    EXPECT_FALSE(manager.isTelemetryEnabled());
-    EXPECT_TRUE(settings->calls().empty());
-
-    registerService("PreferencesService");
-    EXPECT_TRUE(manager.isServiceRunning("PreferencesService"));
+    auto singleton = TelemetrySettingsManager::instance();
+    for (auto* each : {static_cast<ITelemetrySettingsManager*>(&manager), singleton.get()}) {
+        each->setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
+    }
+    for (bool registered : {false, true}) {
+        if (registered) registerService("PreferencesService");
+        EXPECT_EQ(manager.isServiceRunning("PreferencesService"), registered);
+        EXPECT_EQ(manager.isTelemetryEnabled(), registered);
+        expectDefaults(*singleton);
+        EXPECT_EQ(singleton->getKestrelDeviceId(), std::nullopt);
+    }
     EXPECT_FALSE(manager.isServiceRunning("preferencesservice"));
     EXPECT_FALSE(manager.isServiceRunning(""));
-    EXPECT_TRUE(manager.isTelemetryEnabled());
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
 #include "GatesTestSupport.h"
 
-#include <cstdlib>
-#include <utility>
-
 #include <LogCapture.h>
 
 #include <android/log.h>
-#include <telemetry/settingsmanager/GateAddressIndex.h>
 
 namespace gatestest {
 namespace {
@@ -25,75 +21,39 @@ TEST_F(GatesTest, EveryGateReadsItsOwnProperty) {
 
 // One manager's life: mirrored initialisation, live re-reads against cached values, refresh.
 TEST_F(GatesTest, LiveGatesFollowTheirPropertyWhileOthersKeepTheLastRefresh) {
-    const auto expectGates = [this](bool liveOn, const char* why) {
+    const auto expectGates = [this](bool liveOn, bool historyOn, const char* why) {
         for (const GateRow& row : gateRows()) {
-            const bool on = (row.live && liveOn) || row.constant == gk::EnableTelemetryHistoryStore;
+            const bool on = row.live ? liveOn : historyOn && row.constant == gateRows()[4].constant;
             EXPECT_EQ(manager->getGKFlag(row.constant), on) << why << ": " << row.constant;
-            EXPECT_EQ(stored(row.constant), on ? "1" : "0") << why << ": " << row.constant;
+            EXPECT_EQ(cache->stored(row.constant), on ? "1" : "0") << why << ": " << row.constant;
         }
     };
     setAllGateProperties("");
     hostproperties::setProperty(gateRows()[4].property, "1");
     EXPECT_TRUE(manager->initializeGKs());
-    expectGates(false, "initialised");
+    expectGates(false, true, "initialised");
 
     // A second initialisation neither reads nor writes the store.
     cache->clearCalls();
     setAllGateProperties("1");
     EXPECT_TRUE(manager->initializeGKs());
     EXPECT_TRUE(cache->calls().empty());
-    // A text copy of a live gate's name is answered from the cache, without a re-read.
-    const std::string copy = gk::EnableStatsdVerification;
-    EXPECT_FALSE(manager->getGKFlag(copy.c_str()));
     // A live gate that changed is mirrored at once; the others keep the last refresh.
-    expectGates(true, "properties set");
-    EXPECT_TRUE(manager->getGKFlag(copy.c_str()));
+    expectGates(true, true, "properties set");
     for (const char* unknown : {"no_such_gate", "", static_cast<const char*>(nullptr)}) {
         EXPECT_FALSE(manager->getGKFlag(unknown));
     }
 
-    // Unchanged, cleared or unparsable properties keep the last value and write nothing.
+    // Cleared or unparsable properties keep the last value and write nothing.
     cache->clearCalls();
-    expectGates(true, "unchanged");
     setAllGateProperties("");
     hostproperties::setProperty(gateRows()[5].property, "maybe");
-    expectGates(true, "cleared");
+    expectGates(true, true, "cleared");
     EXPECT_EQ(cache->countCalls("set"), 0u);
 
     setAllGateProperties("0");
     EXPECT_TRUE(manager->updateGkValues());
-    for (const GateRow& row : gateRows()) {
-        EXPECT_FALSE(manager->getGKFlag(row.constant)) << row.constant;
-        EXPECT_EQ(stored(row.constant), "0") << row.constant;
-    }
-}
-
-// Only the constant itself finds its gate: a copy of its text, another name or null finds
-// nothing, also in an index filled to capacity (which keeps one slot empty to end a search).
-TEST(GateAddressIndexTest, FindsAGateByTheAddressOfItsConstantOnly) {
-    using Tamar::OS::Telemetry::GateAddressIndex;
-    GateAddressIndex index;
-    std::vector<std::atomic<bool>> values(gateRows().size());
-    for (size_t i = 0; i < gateRows().size(); ++i) {
-        EXPECT_TRUE(index.add({gateRows()[i].constant, &values[i], nullptr}));
-    }
-    EXPECT_FALSE(index.add({gateRows()[0].constant, &values[1], nullptr}));
-    EXPECT_FALSE(index.add({nullptr, &values[0], nullptr}));
-    std::vector<char> others(64);
-    size_t added = gateRows().size();
-    for (char& other : others) added += index.add({&other, &values[0], nullptr}) ? 1 : 0;
-    EXPECT_EQ(added, 63u);
-
-    for (size_t i = 0; i < gateRows().size(); ++i) {
-        const GateAddressIndex::Entry* entry = index.find(gateRows()[i].constant);
-        ASSERT_NE(entry, nullptr) << gateRows()[i].constant;
-        EXPECT_EQ(entry->value, &values[i]) << gateRows()[i].constant;
-        const std::string copy = gateRows()[i].constant;
-        EXPECT_EQ(index.find(copy.c_str()), nullptr) << gateRows()[i].constant;
-    }
-    EXPECT_EQ(index.find(&others.back()), nullptr);
-    EXPECT_EQ(index.find("no_such_gate"), nullptr);
-    EXPECT_EQ(index.find(nullptr), nullptr);
+    expectGates(false, false, "refreshed");
 }
 
 TEST_F(GatesTest, RefusedStoreWritesAreLoggedAndValuesKept) {
@@ -106,25 +66,6 @@ TEST_F(GatesTest, RefusedStoreWritesAreLoggedAndValuesKept) {
                              std::string("Failed to cache ") + row.constant + " value to kvstore"),
                   1u);
         EXPECT_TRUE(manager->getGKFlag(row.constant));
-    }
-}
-
-// The build type is read once per process, so each case asks in a child process of its own;
-// a later, opposite build type must not change the answer.
-TEST(UserDevBuildTest, OnlyAUserOrUnsetBuildTypeIsNotADevBuild) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const std::pair<const char*, bool> cases[] = {{"userdebug", true}, {"user", false}, {"", false}};
-    for (const auto& [buildType, devBuild] : cases) {
-        EXPECT_EXIT(
-                {
-                    hostproperties::setProperty("ro.build.type", buildType);
-                    GateManager manager(std::make_shared<FakeStorageCache>());
-                    const bool first = manager.getIsUserDevBuild();
-                    hostproperties::setProperty("ro.build.type", first ? "user" : "eng");
-                    std::_Exit(first == devBuild && manager.getIsUserDevBuild() == first ? 0 : 1);
-                },
-                ::testing::ExitedWithCode(0), "")
-                << buildType;
     }
 }
 

@@ -29,7 +29,6 @@ using StringSet = std::unordered_set<std::string>;
 namespace gk = Tamar::OS::Telemetry::TelemetryVelaconfigs;
 
 inline constexpr char kNamespace[] = "halcyon_shared_os_services";
-inline constexpr char kStoreName[] = "telemetry_service_settings";
 
 inline std::string prefixed(const char* suffix) {
     return std::string("persist.device_config.") + kNamespace + "." + suffix;
@@ -85,33 +84,21 @@ inline void setAllGateProperties(const std::string& value) {
 }
 
 // The manager with its device-config probe under test control: the service is reported
-// running only while `deviceConfigRunning` is set, and refreshes are counted.
+// running only while `deviceConfigRunning` is set.
 class GateManager : public TelemetrySettingsManager {
 public:
     explicit GateManager(std::shared_ptr<IStorageCache> cache)
         : TelemetrySettingsManager(nullptr, std::move(cache)) {}
 
     std::atomic<bool> deviceConfigRunning{false};
-    std::atomic<int> updateMcStringsCalls{0};
 
     bool isServiceRunning(const char* name) override {
         return std::strcmp(name, "device_config_proxy") == 0 && deviceConfigRunning.load();
-    }
-    void updateMcStrings(const char* key, const std::string& defaultValue) override {
-        ++updateMcStringsCalls;
-        TelemetrySettingsManager::updateMcStrings(key, defaultValue);
     }
 };
 
 class GatesTest : public ::testing::Test {
 protected:
-    std::optional<std::string> stored(const std::string& key) const {
-        return cache->stored(Store::Shared, kStoreName, key);
-    }
-    void store(const std::string& key, const std::string& value) {
-        cache->put(Store::Shared, kStoreName, key, value);
-    }
-
     std::shared_ptr<FakeStorageCache> cache = std::make_shared<FakeStorageCache>();
     std::unique_ptr<GateManager> manager = std::make_unique<GateManager>(cache);
 };

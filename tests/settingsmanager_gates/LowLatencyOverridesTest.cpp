@@ -5,8 +5,6 @@
 namespace gatestest {
 namespace {
 
-using Tamar::OS::Telemetry::lowLatencyParseCount;
-
 // The process-wide parse cache and travel-mode snapshot start empty in every case.
 class LowLatencyTest : public GatesTest {
 protected:
@@ -28,36 +26,25 @@ TEST_F(LowLatencyTest, ParsesNameCommaValueItems) {
     }
 }
 
-TEST_F(LowLatencyTest, SameTextIsParsedOnceAndChangesAreParsedAgain) {
-    const size_t before = lowLatencyParseCount();
-    const auto first = manager->parseLowLatencyMapFromString("x,true");
-    EXPECT_EQ(manager->parseLowLatencyMapFromString("x,true"), first);
-    EXPECT_EQ(lowLatencyParseCount(), before + 1);
-
-    manager->parseLowLatencyMapFromString("y,true");
-    EXPECT_EQ(manager->parseLowLatencyMapFromString("x,true"), first);
-    EXPECT_EQ(lowLatencyParseCount(), before + 3);
-}
-
-TEST_F(LowLatencyTest, NoRemoteValuesAnywhereGivesDefaultTravelOverridesOnly) {
+// With no remote value anywhere travel mode brings its default list; stored strings are parsed
+// at initialisation.
+TEST_F(LowLatencyTest, TravelDefaultsApplyUntilStoredStringsAreFound) {
     EXPECT_TRUE(manager->getLowLatencyOverrideList().empty());
-    EXPECT_EQ(stored(kQosOverrideKey), std::nullopt);
-
     manager->setTravelModeEnabled(true);
     const auto travel = manager->getLowLatencyOverrideList();
     EXPECT_EQ(travel.size(), 18u);
     for (const auto& [name, value] : travel) EXPECT_TRUE(value) << name;
     EXPECT_TRUE(travel.contains("iot_lost_tracking"));
-
     manager->setTravelModeEnabled(false);
     EXPECT_TRUE(manager->getLowLatencyOverrideList().empty());
-}
+    EXPECT_EQ(cache->stored(kQosOverrideKey), std::nullopt);
 
-TEST_F(LowLatencyTest, StoredOverrideStringsAreParsedAtInitialisation) {
-    store(kQosOverrideKey, "s,true");
-    store(kTravelModeOverrideKey, "u,true;s,false");
-    manager->setTravelModeEnabled(true);
-    EXPECT_EQ(manager->getLowLatencyOverrideList(),
+    Tamar::OS::Telemetry::resetLowLatencyStateForTesting();
+    cache->put(kQosOverrideKey, "s,true");
+    cache->put(kTravelModeOverrideKey, "u,true;s,false");
+    GateManager restarted(cache);
+    restarted.setTravelModeEnabled(true);
+    EXPECT_EQ(restarted.getLowLatencyOverrideList(),
               (LowLatencyOverrideMap{{"s", true}, {"u", true}}));
 }
 

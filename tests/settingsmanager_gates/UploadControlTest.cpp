@@ -17,9 +17,9 @@ namespace {
 using Tamar::OS::Telemetry::kOnDemandLoggingEndpoint;
 using Tamar::OS::Telemetry::kProductionLoggingEndpoint;
 using Tamar::OS::Telemetry::setRestartSettleWaitForTesting;
-using telemetry::host::WrenLoggerCall;
 using telemetry::host::wrenLoggerCallSequence;
-using Calls = std::vector<WrenLoggerCall>;
+using enum telemetry::host::WrenLoggerCall;
+using Calls = std::vector<telemetry::host::WrenLoggerCall>;
 
 constexpr char kTokenProperty[] = "diagnostics.debug.ondemand_token";
 
@@ -29,7 +29,6 @@ std::vector<std::pair<std::chrono::nanoseconds, size_t>> settleWaits;
 class UploadControlTest : public GatesTest {
 protected:
     void SetUp() override {
-        hostproperties::setProperty(kTokenProperty, "");
         telemetry::host::resetWrenLogger();
         settleWaits.clear();
         setRestartSettleWaitForTesting([](std::chrono::nanoseconds settle) {
@@ -37,10 +36,16 @@ protected:
         });
     }
     void TearDown() override { setRestartSettleWaitForTesting(nullptr); }
-    void upload() {
-        manager->triggerUpload(&results, [](void* context, bool result) {
+
+    // The logger calls of one upload by `uploader` with `token` set.
+    Calls uploadWith(GateManager& uploader, const char* token) {
+        hostproperties::setProperty(kTokenProperty, token);
+        const size_t before = wrenLoggerCallSequence().size();
+        uploader.triggerUpload(&results, [](void* context, bool result) {
             static_cast<std::vector<bool>*>(context)->push_back(result);
         });
+        const Calls all = wrenLoggerCallSequence();
+        return Calls(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
     }
 
     std::vector<bool> results;
@@ -49,13 +54,13 @@ protected:
 TEST_F(UploadControlTest, LockedStateRefusesBothSwitches) {
     testsupport::LogCapture logs;
     manager->lockUploadState();
-    EXPECT_FALSE(manager->enableUpload());
-    EXPECT_FALSE(manager->disableUpload());
-    EXPECT_EQ(logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not enabling upload"),
-              1u);
-    EXPECT_EQ(
-            logs.count(ANDROID_LOG_DEBUG, "telemetry", "Upload state locked, not disabling upload"),
-            1u);
+    const std::pair<bool (GateManager::*)(), const char*> switches[] = {
+            {&GateManager::enableUpload, "Upload state locked, not enabling upload"},
+            {&GateManager::disableUpload, "Upload state locked, not disabling upload"}};
+    for (const auto& [flip, line] : switches) {
+        EXPECT_FALSE((manager.get()->*flip)());
+        EXPECT_EQ(logs.count(ANDROID_LOG_DEBUG, "telemetry", line), 1u);
+    }
     EXPECT_TRUE(wrenLoggerCallSequence().empty());
 
     manager->unlockUploadState();
@@ -67,54 +72,35 @@ TEST_F(UploadControlTest, LockedStateRefusesBothSwitches) {
     EXPECT_TRUE(manager->enableUpload());
     EXPECT_TRUE(manager->isUploadEnabled());
     EXPECT_EQ(wrenLoggerCallSequence(),
-              (Calls{WrenLoggerCall::DisableUpload, WrenLoggerCall::IsUploadEnabled,
-                     WrenLoggerCall::EnableUpload, WrenLoggerCall::IsUploadEnabled}));
+              (Calls{DisableUpload, IsUploadEnabled, EnableUpload, IsUploadEnabled}));
 }
 
-TEST_F(UploadControlTest, TokenBeforeTheFirstUploadSwitchesWithoutRestartAndOnlyOnce) {
-    hostproperties::setProperty(kTokenProperty, "tok");
-    upload();
-    const auto logger = telemetry::host::snapshotWrenLogger();
-    EXPECT_EQ(logger.endpointUrl, kOnDemandLoggingEndpoint);
-    EXPECT_EQ(logger.token, "tok");
-    EXPECT_EQ(logger.restartCount, 0);
-    EXPECT_EQ(wrenLoggerCallSequence(),
-              (Calls{WrenLoggerCall::SetLoggingEndpointURLString,
-                     WrenLoggerCall::SetSandboxAtodTokenString, WrenLoggerCall::TriggerUpload}));
-
-    // The same token again makes no endpoint call.
-    telemetry::host::resetWrenLogger();
-    upload();
-    upload();
-    EXPECT_EQ(wrenLoggerCallSequence(),
-              (Calls{WrenLoggerCall::TriggerUpload, WrenLoggerCall::TriggerUpload}));
-}
-
-// A first upload without a token keeps the logger's defaults; later token changes switch the
-// endpoint, restart the logger and let it settle for a second before the upload.
-TEST_F(UploadControlTest, TokenChangesAfterAnUploadRestartAndWait) {
+// A changed token switches the endpoint; once a manager has uploaded, the switch also restarts
+// the logger and lets it settle for a second. An unchanged token makes no endpoint call.
+TEST_F(UploadControlTest, TokenChangesSwitchTheEndpointAndRestartOnlyAfterAnUpload) {
     telemetry::host::setWrenLoggerUploadResult(false);
-    upload();
-    hostproperties::setProperty(kTokenProperty, "tok");
-    upload();
-    hostproperties::setProperty(kTokenProperty, "");
-    upload();
+    EXPECT_EQ(uploadWith(*manager, ""), Calls{TriggerUpload});
+    EXPECT_EQ(uploadWith(*manager, "tok"),
+              (Calls{SetLoggingEndpointURLString, SetSandboxAtodTokenString, RestartWrenLogger,
+                     TriggerUpload}));
+    EXPECT_EQ(uploadWith(*manager, "tok"), Calls{TriggerUpload});
+    GateManager second(cache);
+    EXPECT_EQ(uploadWith(second, "tok"),
+              (Calls{SetLoggingEndpointURLString, SetSandboxAtodTokenString, TriggerUpload}));
+    EXPECT_EQ(uploadWith(second, ""), (Calls{SetLoggingEndpointURLString, SetSandboxAtodTokenString,
+                                             RestartWrenLogger, TriggerUpload}));
 
-    using enum WrenLoggerCall;
-    const auto logger = telemetry::host::snapshotWrenLogger();
-    ASSERT_EQ(wrenLoggerCallSequence(),
-              (Calls{TriggerUpload, SetLoggingEndpointURLString, SetSandboxAtodTokenString,
-                     RestartWrenLogger, TriggerUpload, SetLoggingEndpointURLString,
-                     SetSandboxAtodTokenString, RestartWrenLogger, TriggerUpload}));
-    // A second's settling right after each restart.
     EXPECT_EQ(settleWaits, (std::vector<std::pair<std::chrono::nanoseconds, size_t>>{
-                                   {std::chrono::seconds(1), 4u}, {std::chrono::seconds(1), 8u}}));
-    EXPECT_EQ(logger.calls[1].argument, kOnDemandLoggingEndpoint);
-    EXPECT_EQ(logger.calls[2].argument, "tok");
-    EXPECT_EQ(logger.calls[5].argument, kProductionLoggingEndpoint);
-    EXPECT_EQ(logger.calls[6].argument, "");
+                                   {std::chrono::seconds(1), 4u}, {std::chrono::seconds(1), 12u}}));
+    const auto logger = telemetry::host::snapshotWrenLogger();
+    const std::pair<size_t, const char*> arguments[] = {{1, kOnDemandLoggingEndpoint},   {2, "tok"},
+                                                        {6, kOnDemandLoggingEndpoint},   {7, "tok"},
+                                                        {9, kProductionLoggingEndpoint}, {10, ""}};
+    for (const auto& [index, argument] : arguments) {
+        EXPECT_EQ(logger.calls.at(index).argument, argument) << index;
+    }
     EXPECT_EQ(logger.restartCount, 2);
-    EXPECT_EQ(results, (std::vector<bool>{false, false, false}));
+    EXPECT_EQ(results, std::vector<bool>(5, false));
 }
 
 TEST_F(UploadControlTest, SessionIdIsFetchedOnce) {
@@ -122,7 +108,7 @@ TEST_F(UploadControlTest, SessionIdIsFetchedOnce) {
     EXPECT_EQ(manager->getNTSessionId(), "session-1");
     telemetry::host::setWrenLoggerSessionId("session-2");
     EXPECT_EQ(manager->getNTSessionId(), "session-1");
-    EXPECT_EQ(wrenLoggerCallSequence(), (Calls{WrenLoggerCall::GetSessionId}));
+    EXPECT_EQ(wrenLoggerCallSequence(), Calls{GetSessionId});
 }
 
 }  // namespace
