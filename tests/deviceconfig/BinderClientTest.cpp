@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <LogCapture.h>
+#include <WaitUntil.h>
 
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,8 +14,6 @@
 #include <fstream>
 #include <condition_variable>
 #include <thread>
-
-#include "WaitUntil.h"
 
 namespace {
 
@@ -47,10 +46,9 @@ bool isBlockedInKernel(pid_t tid) {
 // Which service a client holds, told apart by the marker each test service was seeded with.
 std::string markerOf(const sp<IDeviceConfig>& service) {
     std::vector<com::halcyon::deviceconfig::aidl::Property> result;
-    if (service == nullptr || !service->getProperties("test", {"marker"}, &result).isOk() ||
-        result.empty())
-        return "";
-    return result[0].value;
+    const bool read = service != nullptr &&
+                      service->getProperties("test", {"marker"}, &result).isOk() && !result.empty();
+    return read ? result[0].value : "";
 }
 
 struct Callbacks {
@@ -77,14 +75,14 @@ protected:
     Callbacks callbacks;
 };
 
-TEST_F(BinderClient, ConnectsInTheConstructorAndReconnectsAfterTheServiceDies) {
-    publish("before");
+TEST_F(BinderClient, PicksUpAServiceRegisteredLaterAndReconnectsAfterItDies) {
+    testsupport::LogCapture logs;
     auto client = callbacks.client(20ms);
-    EXPECT_EQ("before", markerOf(client->getService()));
-    EXPECT_EQ(client->getService(), client->currentService());
-    EXPECT_EQ(1, callbacks.connected.load());
-    EXPECT_NE(std::this_thread::get_id(), callbacks.connectedOn.load());
-    EXPECT_EQ(0, callbacks.disconnected.load());
+    EXPECT_EQ(nullptr, client->getService());
+    publish("late");
+    ASSERT_TRUE(waitUntil([&] { return callbacks.connected.load() == 1; }));
+    EXPECT_EQ("late", markerOf(client->getService()));
+    EXPECT_TRUE(logs.withTag("DeviceConfig").empty());  // a missing service is not an error
 
     ASSERT_EQ(android::OK, android::hostbinder::killService(android::String16(kName)));
     ASSERT_TRUE(waitUntil([&] { return callbacks.disconnected.load() == 1; }));
@@ -95,23 +93,14 @@ TEST_F(BinderClient, ConnectsInTheConstructorAndReconnectsAfterTheServiceDies) {
     EXPECT_EQ("after", markerOf(client->getService()));
 }
 
-TEST_F(BinderClient, PicksUpAServiceRegisteredLater) {
-    testsupport::LogCapture logs;
-    auto client = callbacks.client(20ms);
-    EXPECT_EQ(nullptr, client->getService());
-    EXPECT_EQ(0, callbacks.connected.load());
-
-    publish("late");
-    ASSERT_TRUE(waitUntil([&] { return callbacks.connected.load() == 1; }));
-    EXPECT_EQ("late", markerOf(client->getService()));
-    EXPECT_TRUE(logs.withTag("DeviceConfig").empty());  // a missing service is not an error
-}
-
-TEST_F(BinderClient, AReplacementAlreadyRegisteredIsTakenAtOnce) {
+TEST_F(BinderClient, ConnectsInTheConstructorAndTakesAReplacementAlreadyRegisteredAtOnce) {
     sp<HostDeviceConfigService> old = publish("old");
     // The pause is far longer than the bound below: only the immediate attempt can succeed.
     auto client = callbacks.client(60s);
     ASSERT_EQ("old", markerOf(client->getService()));
+    EXPECT_EQ(client->getService(), client->currentService());
+    EXPECT_EQ(1, callbacks.connected.load());
+    EXPECT_NE(std::this_thread::get_id(), callbacks.connectedOn.load());
 
     publish("replacement");
     ASSERT_EQ(android::OK, android::hostbinder::killBinder(old));
