@@ -108,7 +108,7 @@ struct TextReport {
     std::map<std::string, std::vector<Row>> rows;
 };
 
-TEST(SettingsDumpTest, TextAgreesWithJsonAndShortensRemoteStringsUnlessFull) {
+TEST(SettingsDumpTest, TextAgreesWithTypedJsonAndShortensRemoteStringsUnlessFull) {
     Scratch dir;
     ProgramRun textRun = dump(dir, "text", {"--at", "0"});
     ProgramRun fullRun = dump(dir, "full", {"--full"});
@@ -116,7 +116,25 @@ TEST(SettingsDumpTest, TextAgreesWithJsonAndShortensRemoteStringsUnlessFull) {
     ASSERT_EQ(fullRun.status, 0) << fullRun.err;
     TextReport text(textRun.out);
     TextReport full(fullRun.out);
-    const json doc = dumpJson(dir, "json", {});
+    // Nothing was recorded that long ago: no values that would look like state.
+    const json doc = dumpJson(dir, "json", {"--at", "9223372036"});
+    EXPECT_EQ(doc["account_state"]["earlier"],
+              json::parse(R"({"seconds_ago": 9223372036, "state": null})"));
+    EXPECT_EQ(doc["account_state"]["now"],
+              json::parse(R"({"managed_mode": 0, "local_account_mode": false,
+                              "account_checkpointed": true, "current_user": 10})"));
+    EXPECT_EQ(doc["verification"]["enabled"], true);
+    EXPECT_EQ(doc["latin1_strings"], json::array());
+    // The four stores in name order, each holding what the first synchronisation recorded.
+    std::vector<std::string> names;
+    for (const json& history : doc["histories"]) {
+        names.push_back(history["name"]);
+        ASSERT_EQ(history["entries"].size(), 1u) << history;
+        EXPECT_EQ(history["entries"][0]["user"], 0);
+    }
+    EXPECT_THAT(names, ::testing::ElementsAre("Account Checkpointed", "Current User",
+                                              "Local Account Mode", "Managed Mode"));
+    EXPECT_EQ(doc["histories"][1]["entries"][0]["value"], 10);
 
     EXPECT_THAT(text.titles, ::testing::ElementsAre(
                                      "", "Telemetry", "Account state now", "Account state 0 s ago",
@@ -133,6 +151,7 @@ TEST(SettingsDumpTest, TextAgreesWithJsonAndShortensRemoteStringsUnlessFull) {
     EXPECT_TRUE(std::regex_match(text.value("Telemetry", "kestrel device id"), kUuid));
     EXPECT_EQ(text.value("Account state 0 s ago", "current user"), "10");
     const auto& gates = text.rows["Feature gates"];
+    ASSERT_EQ(gates.size(), 23u);
     ASSERT_EQ(gates.size(), doc["feature_gates"].size());
     for (size_t i = 0; i < gates.size(); ++i) {
         EXPECT_EQ(gates[i].label, doc["feature_gates"][i]["name"]);
@@ -164,75 +183,24 @@ TEST(SettingsDumpTest, TextAgreesWithJsonAndShortensRemoteStringsUnlessFull) {
         }
     }
     EXPECT_GE(shortenedCount, 2);
+    EXPECT_THAT(dump(dir, "later", {"--at", "60"}).out,
+                HasSubstr("Account state 60 s ago\n  unknown: no history reaches back"));
 }
 
-TEST(SettingsDumpTest, JsonHasTypedValuesStructuredHistoriesAndNoMadeUpPastState) {
-    Scratch dir;
-    const json doc = dumpJson(dir, "past", {"--at", "9223372036"});
-    EXPECT_EQ(doc["telemetry_enabled"], true);
-    EXPECT_EQ(doc["telemetry_device_id"], "host-ent-0001");
-    EXPECT_EQ(doc["account_state"]["now"],
-              json::parse(R"({"managed_mode": 0, "local_account_mode": false,
-                              "account_checkpointed": true, "current_user": 10})"));
-    // Nothing was recorded that long ago: no values that would look like state.
-    EXPECT_EQ(doc["account_state"]["earlier"],
-              json::parse(R"({"seconds_ago": 9223372036, "state": null})"));
-    std::map<std::string, json> gates;
-    for (const json& gate : doc["feature_gates"]) gates[gate["name"]] = gate["value"];
-    EXPECT_EQ(gates.size(), 23u);
-    EXPECT_EQ(gates["halcyon_mobile_telemetry_enable_history_store"], true);
-    EXPECT_EQ(doc["verification"]["enabled"], true);
-    EXPECT_EQ(doc["latin1_strings"], json::array());
-
-    // The four stores in name order, each holding what the first synchronisation recorded,
-    // at one instant of this run on the steady clock.
-    std::vector<std::string> names;
-    std::set<int64_t> seconds;
-    for (const json& history : doc["histories"]) {
-        names.push_back(history["name"]);
-        ASSERT_EQ(history["entries"].size(), 1u) << history;
-        seconds.insert(history["entries"][0]["time_ns"].get<int64_t>() / 1'000'000'000);
-        EXPECT_EQ(history["entries"][0]["user"], 0);
-    }
-    EXPECT_THAT(names, ::testing::ElementsAre("Account Checkpointed", "Current User",
-                                              "Local Account Mode", "Managed Mode"));
-    EXPECT_EQ(doc["histories"][1]["entries"][0]["value"], 10);
-    const auto uptime = std::chrono::duration_cast<std::chrono::seconds>(
-            std::chrono::steady_clock::now().time_since_epoch());
-    EXPECT_LE(*seconds.rbegin(), uptime.count());
-    EXPECT_GE(*seconds.begin() + 120, uptime.count());
-
-    ProgramRun text = dump(dir, "text", {"--at", "60"});
-    EXPECT_THAT(text.out, HasSubstr("Account state 60 s ago\n  unknown: no history reaches back"));
-    // Right after recording there is a past state.
-    const json zero = dumpJson(dir, "zero", {"--at", "0"});
-    EXPECT_EQ(zero["account_state"]["earlier"]["state"]["current_user"], 10);
-}
-
-// Sources of the remote strings, and a kestrel id generated once per state directory.
+// The copies an earlier run left in the key-value store are not what the manager uses.
 TEST(SettingsDumpTest, ReportsWhereTheManagerTookItsRemoteStrings) {
     Scratch dir;
-    const json fresh = dumpJson(dir, "state", {});
-    auto remote = remoteByKey(fresh);
+    auto remote = remoteByKey(dumpJson(dir, "state", {}));
     EXPECT_EQ(remote["halcyon_mobile_telemetry_travelmode_lowlatency_override"]["source"],
               "built-in default");
     EXPECT_EQ(remote["halcyon_mobile_telemetry_qos_override"]["source"], "device-config service");
-    const std::string kestrelId = fresh["kestrel_device_id"];
-    EXPECT_TRUE(std::regex_match(kestrelId, kUuid)) << kestrelId;
 
-    // The same state directory with an empty device-config service: the copies an earlier run
-    // left in the key-value store are not what the manager uses.
     const json emptied = dumpJson(dir, "state", {"--device-config", "/dev/null"});
     remote = remoteByKey(emptied);
     EXPECT_EQ(remote["halcyon_mobile_telemetry_qos_override"]["value"], "");
     EXPECT_EQ(remote["halcyon_mobile_telemetry_qos_override"]["source"], "built-in default");
     EXPECT_EQ(emptied["low_latency"]["overrides"], json::array());
     EXPECT_EQ(emptied["verification"]["events"], json::array());
-    EXPECT_EQ(emptied["kestrel_device_id"], kestrelId);
-
-    const std::string other = dumpJson(dir, "nested/dirs/b", {})["kestrel_device_id"];
-    EXPECT_TRUE(std::regex_match(other, kUuid)) << other;
-    EXPECT_NE(other, kestrelId);
     EXPECT_FALSE(std::filesystem::exists(dir / "xdg-state"));
 }
 
@@ -253,16 +221,15 @@ TEST(SettingsDumpTest, PipesAreReadOnceAndLinesFollowOneRule) {
     // A byte-order mark, CRLF and blanks around keys and values mean the same in every file;
     // properties may also be pasted as getprop prints them.
     const std::string bom = "\xEF\xBB\xBF";
-    const std::string settings =
-            dir.write("s.conf", bom + "telemetry_state = on\r\n\t device_ent_id =  id-7 \r\n");
-    const std::string properties =
-            dir.write("p.conf", bom + "[ro.build.type]: [user]\r\n  [a.b]: [ c ]\n");
-    const std::string remote = dir.write(
-            "d.conf", bom + "  halcyon_shared_os_services/halcyon_mobile_telemetry_rate_limit"
-                            " = 5/5 \r\n");
     const json doc = dumpJson(
             dir, "rules",
-            {"--settings", settings, "--properties", properties, "--device-config", remote});
+            {"--settings",
+             dir.write("s.conf", bom + "telemetry_state = on\r\n\t device_ent_id =  id-7 \r\n"),
+             "--properties",
+             dir.write("p.conf", bom + "[ro.build.type]: [user]\r\n  [a.b]: [ c ]\n"),
+             "--device-config",
+             dir.write("d.conf", bom + "  halcyon_shared_os_services/"
+                                       "halcyon_mobile_telemetry_rate_limit = 5/5 \r\n")});
     EXPECT_EQ(doc["telemetry_enabled"], true);
     EXPECT_EQ(doc["telemetry_device_id"], "id-7");
     EXPECT_EQ(doc["user_dev_build"], false);
@@ -350,22 +317,16 @@ TEST(SettingsDumpTest, BrokenStoreOrStdoutExitsOneAndLeavesTheStoreAsItWas) {
     for (size_t i = 0; i < 8192; ++i) noise += static_cast<char>(i * 7919 % 251);
     dir.write("random/keyvalue.db", noise);
     std::filesystem::create_directories(dir / "directory/keyvalue.db");
-    std::vector<std::string> broken = {"truncated", "random", "directory"};
-    if (geteuid() != 0) {  // permissions do not stop root
-        std::filesystem::create_directories(dir / "read-only");
-        std::filesystem::permissions(dir / "read-only", std::filesystem::perms::owner_read |
-                                                                std::filesystem::perms::owner_exec);
-        broken.push_back("read-only");
-    }
-    for (const auto& state : broken) {
+    for (const char* state : {"truncated", "random", "directory"}) {
         SCOPED_TRACE(state);
-        const std::string before = readFile(dir / (state + "/keyvalue.db"));
+        const std::string store = dir / state + "/keyvalue.db";
+        const std::string before = readFile(store);
         ProgramRun run = dump(dir, state, {});
         EXPECT_EQ(run.status, 1);
         EXPECT_THAT(run.err, StartsWith("telemetry-settings-dump: the key-value store in " +
                                         dir / state + " cannot be used: "));
         EXPECT_EQ(run.out, "");
-        EXPECT_EQ(readFile(dir / (state + "/keyvalue.db")), before);
+        EXPECT_EQ(readFile(store), before);
     }
 
     for (const char* args : {"", "--json", "--help"}) {
@@ -384,8 +345,6 @@ TEST(SettingsDumpTest, CommandLine) {
             {{"--bogus"}, "unknown option '--bogus'"},
             {{"--json=yes"}, "--json takes no value"},
             {{"--at", "-5"}, "--at"},
-            {{"--at", "+5"}, "--at"},
-            {{"--at", " 5"}, "--at"},
             {{"--at", "5s"}, "--at"},
             {{"--at="}, "--at needs a non-empty value"},
             {{"--at", "99999999999999999999"}, "--at"},
@@ -404,8 +363,7 @@ TEST(SettingsDumpTest, CommandLine) {
 
     ProgramRun help = dir.run({"--help"});
     EXPECT_EQ(help.status, 0);
-    for (const char* text : {"\n  --at SECONDS ", "\n  --state-dir DIR ", "hh:mm:ss.mmm.nnnnnnnnn",
-                             "[key]: [value]", "byte-order mark", "\\xHH", "\n  3  "}) {
+    for (const char* text : {"\n  --at SECONDS ", "\n  --state-dir DIR ", "\n  3  "}) {
         EXPECT_THAT(help.out, HasSubstr(text));
     }
 
