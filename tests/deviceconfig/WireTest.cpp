@@ -138,7 +138,6 @@ struct ScriptedBinder : android::BBinder {
         lastCode = code;
         lastFlags = flags;
         lastRequest = hexOf(data);
-        lastRequestObjects = data.objectsCount();
         if (reply != nullptr && !replyBytes.empty())
             reply->setData(replyBytes.data(), replyBytes.size());
         return answer;
@@ -148,7 +147,6 @@ struct ScriptedBinder : android::BBinder {
     uint32_t lastCode = 0;  // record
     uint32_t lastFlags = 0;
     std::string lastRequest;
-    size_t lastRequestObjects = 0;
 };
 
 class MockListener : public BnOnPropertiesChangeListener {
@@ -202,24 +200,6 @@ TEST_F(ProxyWire, FailedRepliesAreAnsweredAsTheyCame) {
         remote->answer = error;
         EXPECT_EQ(error, proxy->getProperties("ns", {}, &result).transactionError());
     }
-}
-
-TEST_F(ProxyWire, ListenerCallsSendTheBinderAndReadOnlyAStatus) {
-    remote->replyBytes = Bytes().i32(0).i32(0x5555).bytes();  // trailing data is not read
-    sp<IOnPropertiesChangeListener> listener = new MockListener();
-    ASSERT_TRUE(proxy->addOnPropertiesChangeListener("ns", listener).isOk());
-    EXPECT_EQ(2u, remote->lastCode);
-    const std::string prefix = deviceConfigRequest().str("ns").hex();
-    EXPECT_EQ(prefix, remote->lastRequest.substr(0, prefix.size()));
-    EXPECT_EQ(prefix.size() + 2 * 28, remote->lastRequest.size());  // flat object + stability
-    EXPECT_EQ(1u, remote->lastRequestObjects);
-
-    remote->replyBytes = Bytes().i32(Status::EX_SECURITY).str("denied").i32(0).bytes();
-    const Status refused = proxy->removeOnPropertiesChangeListener(listener);
-    EXPECT_EQ(3u, remote->lastCode);
-    EXPECT_EQ(deviceConfigRequest().hex().size() + 2 * 28, remote->lastRequest.size());
-    EXPECT_EQ(Status::EX_SECURITY, refused.exceptionCode());
-    EXPECT_STREQ("denied", refused.exceptionMessage().c_str());
 }
 
 TEST(ListenerProxy, OnPropertiesChangedIsOneWayAndReadsNoReply) {
