@@ -273,22 +273,22 @@ TEST_F(StubWire, GetPropertiesAnswersStatusThenListOrOnlyAFailedStatus) {
     EXPECT_EQ(Bytes().i32(Status::EX_ILLEGAL_ARGUMENT).str("bad ns").i32(0).hex(), replyHex());
 }
 
-// The listener's outcome never reaches the reply of its one-way call.
+// The listener is passed as a binder; the listener's outcome never reaches the reply of its
+// one-way call.
 TEST_F(StubWire, ListenerOperationsPassTheListenerAndAnswerTheStatus) {
     EXPECT_CALL(*service, addOnPropertiesChangeListener("ns", testing::NotNull()))
             .WillOnce(Return(Status::ok()));
     ASSERT_EQ(android::OK, callWithBinder(2, IOnPropertiesChangeListener::asBinder(listener)));
     EXPECT_EQ("00000000", replyHex());
-
     EXPECT_CALL(*service, removeOnPropertiesChangeListener(testing::NotNull()))
-            .WillOnce(Return(Status::fromServiceSpecificError(7, "nope")));
+            .WillOnce(Return(Status::fromExceptionCode(Status::EX_SECURITY)));
     ASSERT_EQ(android::OK, callWithBinder(3, IOnPropertiesChangeListener::asBinder(listener)));
-    EXPECT_EQ(Bytes().i32(Status::EX_SERVICE_SPECIFIC).str("nope").i32({0, 7}).hex(), replyHex());
+    EXPECT_EQ(Bytes().i32(Status::EX_SECURITY).str("").i32(0).hex(), replyHex());
 
     EXPECT_CALL(*listener, onPropertiesChanged(ElementsAre(prop("k", "v"))))
             .WillOnce(Return(Status::fromExceptionCode(Status::EX_ILLEGAL_STATE)));
-    const Bytes change = Bytes().token(kListenerDescriptor).i32({1, 1}).property("k", "v");
-    ASSERT_EQ(android::OK, call(1, change, true));
+    ASSERT_EQ(android::OK,
+              call(1, Bytes().token(kListenerDescriptor).i32({1, 1}).property("k", "v"), true));
     EXPECT_EQ("", replyHex());
 }
 
