@@ -1,5 +1,5 @@
 // The DeviceConfig facade against the host device-config service in this process: reads, the
-// fixed log lines of its listener registry, change delivery, and the service's seed parser.
+// fixed log lines of its listener registry, change delivery, and the service's start-up lines.
 #include <binder/IServiceManager.h>
 #include <binder_host/HostBinder.h>
 #include <deviceconfig/DeviceConfig.h>
