@@ -1,5 +1,4 @@
-// Holds the hand-written binder code to the .aidl files it implements: descriptors,
-// transaction codes in declaration order, and parameter order of every method.
+// Holds the hand-written binder code to the .aidl files it implements.
 #include <com/halcyon/deviceconfig/aidl/BnDeviceConfig.h>
 #include <com/halcyon/deviceconfig/aidl/BnOnPropertiesChangeListener.h>
 #include <com/halcyon/deviceconfig/aidl/Property.h>
@@ -37,15 +36,11 @@ std::vector<std::string> names(const std::string& list) {
     return out;
 }
 
-struct AidlMethod {
-    std::string name;
-    bool returnsValue;
-    std::vector<std::string> params;
-};
-
+// Each method of an .aidl file with the parameter names its C++ form takes, in order.
 struct AidlFile {
-    std::string package, name;
-    std::vector<AidlMethod> methods;
+    std::string descriptor;
+    std::vector<std::pair<std::string, std::vector<std::string>>> methods;
+    std::string body;
 };
 
 AidlFile parseAidl(const std::string& file) {
@@ -53,14 +48,17 @@ AidlFile parseAidl(const std::string& file) {
             readText(std::string(AIDL_DIR) + "/com/halcyon/deviceconfig/aidl/" + file);
     AidlFile aidl;
     std::smatch m;
-    EXPECT_TRUE(std::regex_search(text, m, std::regex(R"(package\s+([\w.]+);)"))) << file;
-    aidl.package = m[1];
-    EXPECT_TRUE(std::regex_search(text, m, std::regex(R"((interface|parcelable)\s+(\w+))"))) << file;
-    aidl.name = m[2];
+    const std::regex declaration(
+            R"(package\s+([\w.]+);[^]*(interface|parcelable)\s+(\w+)\s*\{([^}]*))");
+    EXPECT_TRUE(std::regex_search(text, m, declaration)) << file;
+    aidl.descriptor = m[1].str() + "." + m[3].str();
+    aidl.body = m[4];
     static const std::regex method(R"(([\w<>]+)\s+(\w+)\s*\(([^)]*)\)\s*;)");
     for (auto it = std::sregex_iterator(text.begin(), text.end(), method);
          it != std::sregex_iterator(); ++it) {
-        aidl.methods.push_back({(*it)[2], (*it)[1] != "void", names((*it)[3])});
+        std::vector<std::string> params = names((*it)[3]);
+        if ((*it)[1] != "void") params.push_back("_aidl_return");
+        aidl.methods.emplace_back((*it)[2], params);
     }
     return aidl;
 }
@@ -74,58 +72,56 @@ std::vector<std::string> cppParams(const std::string& header, const std::string&
     return names(m[1]);
 }
 
-void expectMatches(const AidlFile& aidl, const android::String16& descriptor,
-                   const std::string& header, const std::map<std::string, uint32_t>& codes) {
-    EXPECT_EQ(descriptor, android::String16((aidl.package + "." + aidl.name).c_str()));
-    ASSERT_EQ(aidl.methods.size(), codes.size());
-    for (size_t i = 0; i < aidl.methods.size(); ++i) {
-        const AidlMethod& method = aidl.methods[i];
-        SCOPED_TRACE(method.name);
-        ASSERT_TRUE(codes.count(method.name));
-        EXPECT_EQ(codes.at(method.name), android::IBinder::FIRST_CALL_TRANSACTION + i);
-        std::vector<std::string> expected = method.params;
-        if (method.returnsValue) expected.push_back("_aidl_return");
-        EXPECT_EQ(cppParams(header, method.name), expected);
-    }
-}
-
+// Descriptors, transaction codes in declaration order, and parameter order of every method.
 TEST(AidlConformanceTest, HandWrittenInterfacesMatchTheirAidl) {
-    expectMatches(parseAidl("IDeviceConfig.aidl"), IDeviceConfig::descriptor, "IDeviceConfig.h",
-                  {{"getProperties", BnDeviceConfig::TRANSACTION_getProperties},
-                   {"addOnPropertiesChangeListener",
-                    BnDeviceConfig::TRANSACTION_addOnPropertiesChangeListener},
-                   {"removeOnPropertiesChangeListener",
-                    BnDeviceConfig::TRANSACTION_removeOnPropertiesChangeListener}});
-    expectMatches(parseAidl("IOnPropertiesChangeListener.aidl"),
-                  IOnPropertiesChangeListener::descriptor, "IOnPropertiesChangeListener.h",
-                  {{"onPropertiesChanged",
-                    BnOnPropertiesChangeListener::TRANSACTION_onPropertiesChanged}});
+    const struct {
+        std::string file;
+        android::String16 descriptor;
+        std::map<std::string, uint32_t> codes;
+    } interfaces[] = {
+            {"IDeviceConfig",
+             IDeviceConfig::descriptor,
+             {{"getProperties", BnDeviceConfig::TRANSACTION_getProperties},
+              {"addOnPropertiesChangeListener",
+               BnDeviceConfig::TRANSACTION_addOnPropertiesChangeListener},
+              {"removeOnPropertiesChangeListener",
+               BnDeviceConfig::TRANSACTION_removeOnPropertiesChangeListener}}},
+            {"IOnPropertiesChangeListener",
+             IOnPropertiesChangeListener::descriptor,
+             {{"onPropertiesChanged",
+               BnOnPropertiesChangeListener::TRANSACTION_onPropertiesChanged}}},
+    };
+    for (const auto& interface : interfaces) {
+        const AidlFile aidl = parseAidl(interface.file + ".aidl");
+        EXPECT_EQ(interface.descriptor, android::String16(aidl.descriptor.c_str()));
+        ASSERT_EQ(aidl.methods.size(), interface.codes.size());
+        for (size_t i = 0; i < aidl.methods.size(); ++i) {
+            const auto& [name, params] = aidl.methods[i];
+            SCOPED_TRACE(name);
+            ASSERT_TRUE(interface.codes.count(name));
+            EXPECT_EQ(interface.codes.at(name), android::IBinder::FIRST_CALL_TRANSACTION + i);
+            EXPECT_EQ(cppParams(interface.file + ".h", name), params);
+        }
+    }
 }
 
 TEST(AidlConformanceTest, PropertyIsParcelledInAidlFieldOrder) {
     const AidlFile aidl = parseAidl("Property.aidl");
-    EXPECT_EQ(Property::getParcelableDescriptor(),
-              android::String16((aidl.package + "." + aidl.name).c_str()));
-    const std::string text =
-            readText(std::string(AIDL_DIR) + "/com/halcyon/deviceconfig/aidl/Property.aidl");
-    std::smatch body;
-    ASSERT_TRUE(std::regex_search(text, body, std::regex(R"(\{([^}]*)\})")));
-    std::string fields = body[1];
+    EXPECT_EQ(Property::getParcelableDescriptor(), android::String16(aidl.descriptor.c_str()));
+    std::string fields = aidl.body;
     std::replace(fields.begin(), fields.end(), ';', ',');
 
+    // Each field holds its own name, so the parcel must read back the .aidl's field list.
     Property property;
-    property.key = "the-key";
-    property.value = "the-value";
-    const std::map<std::string, std::string> byField{{"key", property.key},
-                                                     {"value", property.value}};
+    property.key = "key";
+    property.value = "value";
     android::Parcel parcel;
-    ASSERT_EQ(property.writeToParcel(&parcel), android::OK);
-    parcel.setDataPosition(0);
-    parcel.readInt32();  // parcelable size
+    ASSERT_EQ(android::OK, property.writeToParcel(&parcel));
+    parcel.setDataPosition(4);  // after the parcelable size
     for (const std::string& field : names(fields)) {
         std::string read;
-        ASSERT_EQ(parcel.readUtf8FromUtf16(&read), android::OK) << field;
-        EXPECT_EQ(read, byField.at(field)) << field;
+        ASSERT_EQ(android::OK, parcel.readUtf8FromUtf16(&read));
+        EXPECT_EQ(field, read);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <LogCapture.h>
+#include <WaitUntil.h>
 
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,8 +14,6 @@
 #include <fstream>
 #include <condition_variable>
 #include <thread>
-
-#include "WaitUntil.h"
 
 namespace {
 
@@ -47,18 +46,17 @@ bool isBlockedInKernel(pid_t tid) {
 // Which service a client holds, told apart by the marker each test service was seeded with.
 std::string markerOf(const sp<IDeviceConfig>& service) {
     std::vector<com::halcyon::deviceconfig::aidl::Property> result;
-    if (service == nullptr || !service->getProperties("test", {"marker"}, &result).isOk() ||
-        result.empty())
-        return "";
-    return result[0].value;
+    const bool read = service != nullptr &&
+                      service->getProperties("test", {"marker"}, &result).isOk() && !result.empty();
+    return read ? result[0].value : "";
 }
 
-struct Callbacks {
-    std::atomic<int> connected{0};
-    std::atomic<int> disconnected{0};
-    std::atomic<std::thread::id> connectedOn{};
-
-    std::unique_ptr<Client> client(std::chrono::milliseconds pause) {
+// Every case starts from an empty registry, also when cases share a process.
+class BinderClient : public testing::Test {
+protected:
+    void SetUp() override { android::hostbinder::clearServices(); }
+    // A client of kName that counts its
+    std::unique_ptr<Client> connect(std::chrono::milliseconds pause) {
         return std::make_unique<Client>(
                 kName, pause,
                 [this](const sp<IDeviceConfig>& service) {
@@ -68,61 +66,49 @@ struct Callbacks {
                 },
                 [this] { ++disconnected; });
     }
+
+    std::atomic<int> connected{0};
+    std::atomic<int> disconnected{0};
+    std::atomic<std::thread::id> connectedOn{};
 };
 
-// Every case starts from an empty registry, also when cases share a process.
-class BinderClient : public testing::Test {
-protected:
-    void SetUp() override { android::hostbinder::clearServices(); }
-    Callbacks callbacks;
-};
-
-TEST_F(BinderClient, ConnectsInTheConstructorAndReconnectsAfterTheServiceDies) {
-    publish("before");
-    auto client = callbacks.client(20ms);
-    EXPECT_EQ("before", markerOf(client->getService()));
-    EXPECT_EQ(client->getService(), client->currentService());
-    EXPECT_EQ(1, callbacks.connected.load());
-    EXPECT_NE(std::this_thread::get_id(), callbacks.connectedOn.load());
-    EXPECT_EQ(0, callbacks.disconnected.load());
+TEST_F(BinderClient, PicksUpAServiceRegisteredLaterAndReconnectsAfterItDies) {
+    testsupport::LogCapture logs;
+    auto client = connect(20ms);
+    EXPECT_EQ(nullptr, client->getService());
+    publish("late");
+    ASSERT_TRUE(waitUntil([&] { return connected.load() == 1; }));
+    EXPECT_EQ("late", markerOf(client->getService()));
+    EXPECT_TRUE(logs.withTag("DeviceConfig").empty());  // a missing service is not an error
 
     ASSERT_EQ(android::OK, android::hostbinder::killService(android::String16(kName)));
-    ASSERT_TRUE(waitUntil([&] { return callbacks.disconnected.load() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return disconnected.load() == 1; }));
     EXPECT_EQ(nullptr, client->getService());
     publish("after");
     // The service is published before the connected callback runs: wait for the callback.
-    ASSERT_TRUE(waitUntil([&] { return callbacks.connected.load() == 2; }));
+    ASSERT_TRUE(waitUntil([&] { return connected.load() == 2; }));
     EXPECT_EQ("after", markerOf(client->getService()));
 }
 
-TEST_F(BinderClient, PicksUpAServiceRegisteredLater) {
-    testsupport::LogCapture logs;
-    auto client = callbacks.client(20ms);
-    EXPECT_EQ(nullptr, client->getService());
-    EXPECT_EQ(0, callbacks.connected.load());
-
-    publish("late");
-    ASSERT_TRUE(waitUntil([&] { return callbacks.connected.load() == 1; }));
-    EXPECT_EQ("late", markerOf(client->getService()));
-    EXPECT_TRUE(logs.withTag("DeviceConfig").empty());  // a missing service is not an error
-}
-
-TEST_F(BinderClient, AReplacementAlreadyRegisteredIsTakenAtOnce) {
+TEST_F(BinderClient, ConnectsInTheConstructorAndTakesAReplacementAlreadyRegisteredAtOnce) {
     sp<HostDeviceConfigService> old = publish("old");
     // The pause is far longer than the bound below: only the immediate attempt can succeed.
-    auto client = callbacks.client(60s);
+    auto client = connect(60s);
     ASSERT_EQ("old", markerOf(client->getService()));
+    EXPECT_EQ(client->getService(), client->currentService());
+    EXPECT_EQ(1, connected.load());
+    EXPECT_NE(std::this_thread::get_id(), connectedOn.load());
 
     publish("replacement");
     ASSERT_EQ(android::OK, android::hostbinder::killBinder(old));
-    ASSERT_TRUE(waitUntil([&] { return callbacks.connected.load() == 2; }, 20s));
+    ASSERT_TRUE(waitUntil([&] { return connected.load() == 2; }, 20s));
     EXPECT_EQ("replacement", markerOf(client->getService()));
-    EXPECT_EQ(1, callbacks.disconnected.load());
+    EXPECT_EQ(1, disconnected.load());
 }
 
 TEST_F(BinderClient, DestructionCutsThePauseBetweenAttemptsShort) {
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(nullptr, callbacks.client(30s)->getService());
+    EXPECT_EQ(nullptr, connect(30s)->getService());
     EXPECT_LT(std::chrono::steady_clock::now() - start, 15s);
 }
 
@@ -134,8 +120,8 @@ TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
     int calls = 0;
     bool released = false;
     auto client = std::make_unique<Client>(
-            kName, 5ms, [&](const sp<IDeviceConfig>&) { ++callbacks.connected; },
-            Client::OnDisconnected(), android::interface_cast<IDeviceConfig>,
+            kName, 5ms, [&](const sp<IDeviceConfig>&) { ++connected; }, Client::OnDisconnected(),
+            android::interface_cast<IDeviceConfig>,
             [&] {
                 std::unique_lock<std::mutex> lock(mutex);
                 if (++calls == 2) {
@@ -164,7 +150,7 @@ TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
     }
     destroyer.join();
 
-    EXPECT_EQ(0, callbacks.connected.load());
+    EXPECT_EQ(0, connected.load());
     EXPECT_EQ(1u, logs.count(ANDROID_LOG_WARN, "DeviceConfig",
                              "BinderClient: ignoring 'binder_client_test_service' reconnect after "
                              "destruction"));

@@ -1,3 +1,5 @@
+// The DeviceConfig facade against the host device-config service in this process: reads, the
+// fixed log lines of its listener registry, change delivery, and the service's start-up lines.
 #include <binder/IServiceManager.h>
 #include <binder_host/HostBinder.h>
 #include <deviceconfig/DeviceConfig.h>
@@ -5,12 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <LogCapture.h>
+#include <WaitUntil.h>
 
 #include <climits>
 #include <mutex>
-
-#include "ParcelBytes.h"
-#include "WaitUntil.h"
+#include <sstream>
 
 namespace {
 
@@ -18,55 +19,36 @@ using android::sp;
 using android::binder::Status;
 using namespace com::halcyon::deviceconfig::aidl;
 using namespace com::halcyon::deviceconfig::host;
-using namespace deviceconfigtest;
-using testsupport::waitUntil;
 using com::halcyon::deviceconfig::OnPropertiesChangeListener;
 using com::halcyon::deviceconfig::Properties;
 using Facade = com::halcyon::deviceconfig::DeviceConfig;
 
 Properties one(const std::string& value) {
-    return Properties({prop("k", value)});
+    Property p;
+    p.key = "k";
+    p.value = value;
+    return Properties({p});
 }
 
-TEST(Properties, TheFirstOccurrenceWinsKeysComeSortedAndMissingOnesAnswerTheDefault) {
-    const Properties p = Properties({prop("b", "first"), prop("a", "x"), prop("b", "second"),
-                                     prop("B", "u"), prop("", "")});
-    EXPECT_EQ("first", p.getString("b", "d"));
-    EXPECT_EQ((std::vector<std::string>{"", "B", "a", "b"}), p.getKeys());
-
-    const Properties empty = Properties({});
-    EXPECT_EQ("d", empty.getString("k", "d"));
-    EXPECT_TRUE(empty.getBoolean("k", true));
-    EXPECT_EQ(-3, empty.getLong("k", -3));
-    EXPECT_EQ(2.5, empty.getDouble("k", 2.5));
-    EXPECT_TRUE(empty.getKeys().empty());
-}
-
-TEST(Properties, BooleansAreTrueOrFalseInAnyAsciiCaseElseTheDefault) {
+TEST(Properties, ValuesNeedTheWholeTextElseTheDefault) {
+    EXPECT_EQ("d", Properties({}).getString("k", "d"));
     EXPECT_TRUE(one("TRUE").getBoolean("k", false));
     EXPECT_FALSE(one("False").getBoolean("k", true));
     for (const char* text : {"on", "1", "0", "yes", "", " true", "false "}) {
         EXPECT_TRUE(one(text).getBoolean("k", true)) << text;
         EXPECT_FALSE(one(text).getBoolean("k", false)) << text;
     }
-}
-
-TEST(Properties, NumbersNeedTheWholeTextElseTheDefault) {
     const std::pair<const char*, long> longs[] = {
-            {"-17", -17}, {" 42", 42}, {"9223372036854775807", LONG_MAX}};
+            {"-17", -17}, {" 42", 42}, {"9223372036854775807", LONG_MAX},
+            {"0x10", 7},  {"42 ", 7},  {"42\n", 7},
+            {"42abc", 7}, {"", 7}};
     for (const auto& [text, expected] : longs)
-        EXPECT_EQ(expected, one(text).getLong("k", 0)) << text;
-    for (const char* text : {"0x10", "42 ", "42\n", "42abc", "", "x"}) {
-        EXPECT_EQ(7, one(text).getLong("k", 7)) << text;
-    }
-
-    const std::pair<const char*, double> doubles[] = {
-            {"1e3", 1000.0}, {"-0.25", -0.25}, {"\t1.5", 1.5}};
+        EXPECT_EQ(expected, one(text).getLong("k", 7)) << text;
+    const std::pair<const char*, double> doubles[] = {{"1e3", 1000.0}, {"-0.25", -0.25},
+                                                      {"\t1.5", 1.5},  {"1.5 ", 9.5},
+                                                      {"1.5x", 9.5},   {"", 9.5}};
     for (const auto& [text, expected] : doubles) {
-        EXPECT_DOUBLE_EQ(expected, one(text).getDouble("k", 0)) << text;
-    }
-    for (const char* text : {"1.5 ", "1.5x", ""}) {
-        EXPECT_DOUBLE_EQ(9.5, one(text).getDouble("k", 9.5)) << text;
+        EXPECT_DOUBLE_EQ(expected, one(text).getDouble("k", 9.5)) << text;
     }
 }
 
@@ -75,27 +57,19 @@ constexpr const char* kAgain = "addOnPropertiesChangeListener failed: system ser
 constexpr const char* kRemoved =
         "removeOnPropertiesChangeListener failed: system server not running";
 
+// Records each change, and whether every one came on a binder thread.
 class RecordingListener : public OnPropertiesChangeListener {
 public:
     void onPropertiesChanged(const Properties& properties) override {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mChanges.push_back(properties);
-        mOnBinderThreads = mOnBinderThreads && android::hostbinder::isBinderThread();
-    }
-    std::vector<Properties> changes() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mChanges;
-    }
-    bool allOnBinderThreads() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mOnBinderThreads;
+        std::lock_guard<std::mutex> lock(mutex);
+        changes.push_back(properties);
+        allOnBinderThreads = allOnBinderThreads && android::hostbinder::isBinderThread();
     }
     bool registered() { return hasDeviceConfigListenerInstanceLocked(); }
 
-private:
-    std::mutex mMutex;
-    std::vector<Properties> mChanges;
-    bool mOnBinderThreads = true;
+    std::mutex mutex;  // guards the two below
+    std::vector<Properties> changes;
+    bool allOnBinderThreads = true;
 };
 
 // A registered listener and its binder-side object keep each other alive until the process
@@ -105,9 +79,6 @@ std::shared_ptr<RecordingListener> keepReachable(std::shared_ptr<RecordingListen
     static auto* const processLifetime = new std::vector<std::shared_ptr<RecordingListener>>();
     processLifetime->push_back(listener);
     return listener;
-}
-std::shared_ptr<RecordingListener> makeListener() {
-    return keepReachable(std::make_shared<RecordingListener>());
 }
 
 // Answers every call with an exception, as a broken service would.
@@ -138,66 +109,30 @@ sp<HostDeviceConfigService> startService() {
 class DeviceConfig : public testing::Test {
 protected:
     void SetUp() override { android::hostbinder::clearServices(); }
-    testsupport::LogCapture logs;
     size_t errors(const std::string& message) {
         return logs.count(ANDROID_LOG_ERROR, "DeviceConfig", message);
     }
+    testsupport::LogCapture logs;
+    std::shared_ptr<RecordingListener> listener =
+            keepReachable(std::make_shared<RecordingListener>());
 };
 
-TEST_F(DeviceConfig, ReadsTheAskedKeysOfANamespace) {
-    startService();
+TEST_F(DeviceConfig, ReadsTheAskedKeysAndLogsEachRepeatedRegistrationAndRemoval) {
+    sp<HostDeviceConfigService> service = startService();
     Facade dc;
     EXPECT_TRUE(dc.isDeviceConfigAvailable());
     const Properties p = dc.getProperties(kNs, {"flag", "count", "absent"});
     EXPECT_TRUE(p.getBoolean("flag", false));
-    EXPECT_EQ(12, p.getLong("count", 0));
     EXPECT_EQ((std::vector<std::string>{"count", "flag"}), p.getKeys());
     // An empty key list is passed through; this service answers the whole namespace.
     EXPECT_EQ((std::vector<std::string>{"count", "flag"}), dc.getProperties(kNs, {}).getKeys());
-    EXPECT_TRUE(logs.withTag("DeviceConfig").empty());
-}
 
-TEST_F(DeviceConfig, AFailedCallIsLoggedWithItsMessage) {
-    ASSERT_EQ(android::OK,
-              android::defaultServiceManager()->addService(android::String16("device_config_proxy"),
-                                                           new FailingDeviceConfig()));
-    Facade dc;
-    EXPECT_TRUE(dc.getProperties(kNs, {"flag"}).getKeys().empty());
-    EXPECT_EQ(1u, errors("getProperties failed: no such namespace"));
-
-    auto listener = makeListener();
     dc.addOnPropertiesChangeListener(kNs, listener);
-    EXPECT_EQ(1u, errors("addOnPropertiesChangeListener failed: not allowed"));
-    EXPECT_TRUE(listener->registered());  // kept although the service refused it
-    EXPECT_EQ(0u, logs.count("DeviceConfig", kAgain));
-
-    dc.removeOnPropertiesChangeListener(listener);
-    EXPECT_EQ(1u, errors("removeOnPropertiesChangeListener failed: not allowed either"));
-    EXPECT_EQ(1u, errors(kRemoved));
-}
-
-TEST_F(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
-    auto listener = makeListener();
-    {
-        Facade absent;
-        EXPECT_FALSE(absent.isDeviceConfigAvailable());
-        absent.addOnPropertiesChangeListener(kNs, listener);
-        absent.removeOnPropertiesChangeListener(listener);  // never registered: nothing to do
-    }
-    EXPECT_FALSE(listener->registered());
-    EXPECT_TRUE(logs.withTag("DeviceConfig").empty());
-
-    sp<HostDeviceConfigService> service = startService();
-    Facade dc;
-    dc.addOnPropertiesChangeListener(kNs, listener);
-    EXPECT_TRUE(listener->registered());
     EXPECT_EQ(1u, service->listenerCount(kNs));
     EXPECT_TRUE(logs.withTag("DeviceConfig").empty());
-
     // Again: the same binder goes to the service, and the fixed message is logged.
     dc.addOnPropertiesChangeListener(kNs, listener);
     EXPECT_EQ(1u, service->listenerCount(kNs));
-    EXPECT_EQ(1u, errors(kAgain));
     dc.addOnPropertiesChangeListener("other", listener);
     EXPECT_EQ(1u, service->listenerCount("other"));
     EXPECT_EQ(2u, errors(kAgain));
@@ -209,14 +144,37 @@ TEST_F(DeviceConfig, RegistersAListenerOnceTheServiceIsThere) {
     EXPECT_TRUE(listener->registered());
 }
 
-TEST_F(DeviceConfig, WithoutTheServiceReadsNothingAndRepeatedRegistrationsStillLog) {
+TEST_F(DeviceConfig, AFailedCallIsLoggedWithItsMessage) {
+    ASSERT_EQ(android::OK,
+              android::defaultServiceManager()->addService(android::String16("device_config_proxy"),
+                                                           new FailingDeviceConfig()));
+    Facade dc;
+    EXPECT_TRUE(dc.getProperties(kNs, {"flag"}).getKeys().empty());
+    EXPECT_EQ(1u, errors("getProperties failed: no such namespace"));
+    dc.addOnPropertiesChangeListener(kNs, listener);
+    EXPECT_EQ(1u, errors("addOnPropertiesChangeListener failed: not allowed"));
+    EXPECT_TRUE(listener->registered());  // kept although the service refused it
+    EXPECT_EQ(0u, logs.count("DeviceConfig", kAgain));
+    dc.removeOnPropertiesChangeListener(listener);
+    EXPECT_EQ(1u, errors("removeOnPropertiesChangeListener failed: not allowed either"));
+    EXPECT_EQ(1u, errors(kRemoved));
+}
+
+TEST_F(DeviceConfig, WithoutTheServiceReadsNothingAndLogsOnlyForARegisteredListener) {
+    {
+        Facade absent;
+        EXPECT_FALSE(absent.isDeviceConfigAvailable());
+        absent.addOnPropertiesChangeListener(kNs, listener);
+        absent.removeOnPropertiesChangeListener(listener);  // never registered: nothing to do
+    }
+    EXPECT_FALSE(listener->registered());
+    EXPECT_TRUE(logs.withTag("DeviceConfig").empty());
+
     startService();
-    auto listener = makeListener();
     Facade dc;
     dc.addOnPropertiesChangeListener(kNs, listener);
     ASSERT_EQ(android::OK, killHostDeviceConfigService());
-    ASSERT_TRUE(waitUntil([&] { return !dc.isDeviceConfigAvailable(); }));
-
+    ASSERT_TRUE(testsupport::waitUntil([&] { return !dc.isDeviceConfigAvailable(); }));
     EXPECT_EQ("fallback", dc.getProperties(kNs, {"flag"}).getString("flag", "fallback"));
     EXPECT_EQ(1u, errors("getProperties: Failed to connect to DeviceConfig service"));
     dc.addOnPropertiesChangeListener(kNs, listener);
@@ -227,11 +185,11 @@ TEST_F(DeviceConfig, WithoutTheServiceReadsNothingAndRepeatedRegistrationsStillL
 
 TEST_F(DeviceConfig, DeliversChangesOnABinderThreadToAListenerItsOwnerDropped) {
     sp<HostDeviceConfigService> service = startService();
-    auto listener = std::make_shared<RecordingListener>();
-    std::weak_ptr<RecordingListener> watch = listener;
+    auto owned = std::make_shared<RecordingListener>();
+    std::weak_ptr<RecordingListener> watch = owned;
     Facade dc;
-    dc.addOnPropertiesChangeListener(kNs, listener);
-    listener.reset();
+    dc.addOnPropertiesChangeListener(kNs, owned);
+    owned.reset();
     ASSERT_FALSE(watch.expired());  // the registration keeps it alive
 
     service->setProperty(kNs, "count", "13");
@@ -239,33 +197,33 @@ TEST_F(DeviceConfig, DeliversChangesOnABinderThreadToAListenerItsOwnerDropped) {
     ASSERT_TRUE(service->removeProperty(kNs, "flag"));
     android::hostbinder::waitForIdle();
 
-    listener = keepReachable(watch.lock());
-    const std::vector<Properties> changes = listener->changes();
+    owned = keepReachable(watch.lock());
+    std::lock_guard<std::mutex> lock(owned->mutex);
+    const std::vector<Properties>& changes = owned->changes;
     ASSERT_EQ(2u, changes.size());
     EXPECT_EQ(13, changes[0].getLong("count", 0));
     EXPECT_EQ((std::vector<std::string>{"count"}), changes[0].getKeys());
     EXPECT_EQ((std::vector<std::string>{"flag"}), changes[1].getKeys());
-    EXPECT_TRUE(listener->allOnBinderThreads());
+    EXPECT_TRUE(owned->allOnBinderThreads);
 }
 
-class PlainListener : public OnPropertiesChangeListener {
-public:
-    void onPropertiesChanged(const Properties&) override {}
-};
-
-TEST(DeviceConfigDeathTest, AListenerNotOwnedByASharedPointerAborts) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(
-            {
-                startService();
-                Facade dc;
-                PlainListener onStack;
-                // Points at the listener without owning it.
-                std::shared_ptr<OnPropertiesChangeListener> unowned(std::shared_ptr<void>(),
-                                                                    &onStack);
-                dc.addOnPropertiesChangeListener(kNs, unowned);
-            },
-            "");
+TEST(HostDeviceConfigService, SeedsFromLinesAndReportsMalformedOnes) {
+    testsupport::LogCapture logs;
+    sp<HostDeviceConfigService> service = new HostDeviceConfigService();
+    std::istringstream seed(
+            "# comment\nns/key=value\n\nns/url=https://a/b?c=d\r\nns/empty=\n"
+            "no-slash=1\nns/no-equals\n/key=1\nns/=1\na=b/c=d\nother/key=2\n");
+    EXPECT_EQ(4u, service->loadFromStream(seed, "seed.txt"));
+    EXPECT_EQ("value", service->getProperty("ns", "key"));
+    EXPECT_EQ("https://a/b?c=d", service->getProperty("ns", "url"));
+    EXPECT_EQ("", service->getProperty("ns", "empty"));
+    EXPECT_EQ("2", service->getProperty("other", "key"));
+    for (int line : {6, 7, 8, 9, 10}) {
+        EXPECT_EQ(1u, logs.count(ANDROID_LOG_ERROR, "HostDeviceConfig",
+                                 "seed.txt:" + std::to_string(line) +
+                                         ": malformed line, expected namespace/key=value"))
+                << line;
+    }
 }
 
 }  // namespace

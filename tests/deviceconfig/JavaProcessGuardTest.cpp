@@ -13,21 +13,19 @@ using android::sp;
 using com::halcyon::deviceconfig::DeviceConfig;
 using com::halcyon::deviceconfig::OnPropertiesChangeListener;
 using com::halcyon::deviceconfig::Properties;
-using com::halcyon::deviceconfig::host::HostDeviceConfigService;
+using namespace com::halcyon::deviceconfig::host;
 
 constexpr const char* kRefusal =
         "libdeviceconfig must not be used in a Java process - use ADC instead";
 
-class PlainListener : public OnPropertiesChangeListener {
-public:
+struct PlainListener : OnPropertiesChangeListener {
     void onPropertiesChanged(const Properties&) override {}
 };
 
 TEST(JavaProcessGuard, RefusesEveryRequestOnceLoadedByAJavaVm) {
     sp<HostDeviceConfigService> service = new HostDeviceConfigService();
     service->setProperty("ns", "k", "v");
-    ASSERT_EQ(android::OK,
-              com::halcyon::deviceconfig::host::publishHostDeviceConfigService(service));
+    ASSERT_EQ(android::OK, publishHostDeviceConfigService(service));
     DeviceConfig dc;
     ASSERT_TRUE(dc.isDeviceConfigAvailable());
 

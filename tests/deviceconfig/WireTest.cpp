@@ -1,16 +1,16 @@
 // Wire format of the device-config interfaces: Property and list layout, the requests the
-// proxies send and the replies the stubs write, checked byte for byte.
+// proxies send and the replies the stubs write, checked byte for byte against bytes built by
+// hand, independently of Parcel's writers.
 #include <com/halcyon/deviceconfig/aidl/BnDeviceConfig.h>
 #include <com/halcyon/deviceconfig/aidl/BnOnPropertiesChangeListener.h>
 #include <com/halcyon/deviceconfig/aidl/BpDeviceConfig.h>
 #include <com/halcyon/deviceconfig/aidl/BpOnPropertiesChangeListener.h>
-#include <deviceconfig/aidl/PropertyListParcel.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <climits>
-
-#include "ParcelBytes.h"
+#include <cstdio>
+#include <initializer_list>
 
 namespace {
 
@@ -18,110 +18,126 @@ using android::Parcel;
 using android::sp;
 using android::binder::Status;
 using namespace com::halcyon::deviceconfig::aidl;
-using namespace deviceconfigtest;
 using testing::_;
 using testing::DoAll;
 using testing::ElementsAre;
 using testing::Return;
 using testing::SetArgPointee;
 
-TEST(PropertyWire, WritesSizedPropertiesAndCountedMarkedLists) {
-    Parcel property;
-    ASSERT_EQ(android::OK, prop("k", "v").writeToParcel(&property));
-    EXPECT_EQ("14000000010000006b0000000100000076000000", hexOf(property));
-    EXPECT_EQ(property.dataSize(), property.dataPosition());
+constexpr const char* kDeviceConfigDescriptor = "com.halcyon.deviceconfig.aidl.IDeviceConfig";
+constexpr const char* kListenerDescriptor =
+        "com.halcyon.deviceconfig.aidl.IOnPropertiesChangeListener";
 
-    Parcel list;
-    ASSERT_EQ(android::OK, writePropertyList(&list, {prop("k", "v")}));
-    EXPECT_EQ("010000000100000014000000010000006b0000000100000076000000", hexOf(list));
-    Parcel empty;
-    ASSERT_EQ(android::OK, writePropertyList(&empty, {}));
-    EXPECT_EQ("00000000", hexOf(empty));
+Property prop(const std::string& key, const std::string& value) {
+    Property p;
+    p.key = key;
+    p.value = value;
+    return p;
 }
 
+std::string hexOf(const uint8_t* data, size_t size) {
+    std::string out;
+    char buf[3];
+    for (size_t i = 0; i < size; ++i) {
+        snprintf(buf, sizeof(buf), "%02x", data[i]);
+        out += buf;
+    }
+    return out;
+}
+std::string hexOf(const Parcel& parcel) {
+    return hexOf(parcel.data(), parcel.dataSize());
+}
+
+class Bytes {
+public:
+    Bytes& i32(int32_t v) {
+        for (int i = 0; i < 4; ++i)
+            mBytes.push_back(static_cast<uint8_t>(static_cast<uint32_t>(v) >> (8 * i)));
+        return *this;
+    }
+    Bytes& i32(std::initializer_list<int32_t> words) {
+        for (int32_t word : words) i32(word);
+        return *this;
+    }
+    // Bytes as they are, with no padding: for layouts that leave the 4-byte grid.
+    Bytes& raw(std::initializer_list<uint8_t> bytes) {
+        mBytes.insert(mBytes.end(), bytes);
+        return *this;
+    }
+    // ASCII text as a length-prefixed, NUL-terminated, zero-padded UTF-16 string.
+    Bytes& str(const std::string& s) {
+        i32(static_cast<int32_t>(s.size()));
+        for (char c : s) mBytes.insert(mBytes.end(), {static_cast<uint8_t>(c), 0});
+        mBytes.insert(mBytes.end(), {0, 0});
+        while (mBytes.size() % 4 != 0) mBytes.push_back(0);
+        return *this;
+    }
+    // The interface token of a caller; the header word tells system from vendor builds.
+    Bytes& token(const std::string& descriptor, int32_t header = 0x53595354) {
+        return i32(static_cast<int32_t>(0x80000000u)).i32(-1).i32(header).str(descriptor);
+    }
+    // A Property body: size word counting itself, key, value, then optional extra words.
+    Bytes& property(const std::string& key, const std::string& value, int extraWords = 0) {
+        Bytes body;
+        body.str(key).str(value);
+        for (int i = 0; i < extraWords; ++i) body.i32(0x7777);
+        i32(static_cast<int32_t>(4 + body.mBytes.size()));
+        mBytes.insert(mBytes.end(), body.mBytes.begin(), body.mBytes.end());
+        return *this;
+    }
+
+    const std::vector<uint8_t>& bytes() const { return mBytes; }
+    std::string hex() const { return hexOf(mBytes.data(), mBytes.size()); }
+    // Loads the bytes into a parcel positioned at its start.
+    void into(Parcel* parcel) const {
+        parcel->setData(mBytes.data(), mBytes.size());
+        parcel->setDataPosition(0);
+    }
+
+private:
+    std::vector<uint8_t> mBytes;
+};
+
+Bytes deviceConfigRequest() {
+    return Bytes().token(kDeviceConfigDescriptor);
+}
+
+// A newer writer's extra fields are skipped whole, an older writer's missing ones keep their
+// value, and sizes that point outside the parcel are refused.
 TEST(PropertyParcel, TheSizeWordDecidesHowMuchIsRead) {
-    // A newer writer's extra fields are skipped whole.
-    Parcel newer;
-    Bytes().property("a", "1", 3).i32(0x1234).into(&newer);
-    Property read;
-    ASSERT_EQ(android::OK, read.readFromParcel(&newer));
-    EXPECT_EQ(prop("a", "1"), read);
-    int32_t next = 0;
-    ASSERT_EQ(android::OK, newer.readInt32(&next));
-    EXPECT_EQ(0x1234, next);
-
-    // An older writer's missing fields are left as they were, and reading stops at the size.
-    Parcel onlyKey;
-    Bytes().i32(12).str("ab").i32(0x1234).into(&onlyKey);
-    Property older = prop("old", "kept");
-    ASSERT_EQ(android::OK, older.readFromParcel(&onlyKey));
-    EXPECT_EQ(prop("ab", "kept"), older);
-    EXPECT_EQ(12u, onlyKey.dataPosition());
-}
-
-TEST(PropertyParcel, RefusesHostileSizesAndReportsFieldErrorsAsTheyAre) {
     const struct {
         Bytes bytes;
         size_t start;
-        android::status_t expected;
+        android::status_t status;
+        Property read;  // into prop("old", "kept")
+        size_t end;
     } cases[] = {
-            {Bytes().i32(-8).str("k").str("v"), 0, android::BAD_VALUE},
-            {Bytes().i32(0).i32(INT32_MAX).str("k").str("v"), 4, android::BAD_VALUE},  // overflows
-            {Bytes().i32(12).i32(-1).i32(0), 0, android::UNEXPECTED_NULL},             // null key
-            {Bytes(), 0, android::NOT_ENOUGH_DATA},
+            {Bytes().property("a", "1", 3).i32(0x1234), 0, android::OK, prop("a", "1"), 32},
+            {Bytes().i32(12).str("ab").i32(0x1234), 0, android::OK, prop("ab", "kept"), 12},
+            {Bytes().i32(-8).str("k").str("v"), 0, android::BAD_VALUE, prop("old", "kept"), 4},
+            {Bytes().i32(0).i32(INT32_MAX).str("k"), 4, android::BAD_VALUE, prop("old", "kept"), 8},
+            {Bytes().i32(12).i32(-1).i32(0), 0, android::UNEXPECTED_NULL, prop("old", "kept"), 8},
+            {Bytes(), 0, android::NOT_ENOUGH_DATA, prop("old", "kept"), 0},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.bytes.hex());
         Parcel parcel;
         c.bytes.into(&parcel);
         parcel.setDataPosition(c.start);
-        Property p;
-        EXPECT_EQ(c.expected, p.readFromParcel(&parcel)) << c.bytes.hex();
-        EXPECT_EQ(prop("", ""), p) << c.bytes.hex();
+        Property p = prop("old", "kept");
+        EXPECT_EQ(c.status, p.readFromParcel(&parcel));
+        EXPECT_EQ(c.read, p);
+        EXPECT_EQ(c.end, parcel.dataPosition());
     }
 }
 
-TEST(PropertyList, ReadsExactlyTheCountedElementsPastAnOversizedOne) {
-    Parcel parcel;
-    Bytes().i32(2).i32(1).property("a", "1", 2).i32(1).property("b", "2").into(&parcel);
-    std::vector<Property> list{prop("x", "1"), prop("y", "2"), prop("z", "3")};
-    ASSERT_EQ(android::OK, readPropertyList(parcel, &list));
-    EXPECT_EQ((std::vector<Property>{prop("a", "1"), prop("b", "2")}), list);
-    EXPECT_EQ(0u, parcel.dataAvail());
-}
-
-TEST(PropertyList, RefusesNullsBadMarkersAndCountsBeyondTheData) {
-    const struct {
-        Bytes bytes;
-        android::status_t expected;
-    } cases[] = {
-            {Bytes().i32(-1), android::UNEXPECTED_NULL},  // a null list
-            {Bytes().i32(1).i32(0).property("a", "1"), android::UNEXPECTED_NULL},
-            {Bytes().i32(1).i32(2).property("a", "1"), android::UNEXPECTED_NULL},
-            {Bytes().i32(1).i32(-1).property("a", "1"), android::UNEXPECTED_NULL},
-            // Refused before allocating: only 12 bytes follow the count.
-            {Bytes().i32(1000).i32(1).i32(4).i32(0), android::BAD_VALUE},
-            {Bytes().i32(1).i32(1), android::NOT_ENOUGH_DATA},  // marker, then no body
-    };
-    for (const auto& c : cases) {
-        Parcel parcel;
-        c.bytes.into(&parcel);
-        std::vector<Property> list{prop("x", "y")};
-        EXPECT_EQ(c.expected, readPropertyList(parcel, &list)) << c.bytes.hex();
-        if (c.expected == android::BAD_VALUE) {
-            EXPECT_EQ(std::vector<Property>{prop("x", "y")}, list);
-        }
-    }
-}
-
-// A remote object that records what a proxy sends and answers with canned reply bytes, so
-// proxy tests see the exact request and control the exact reply.
+// A remote object that records what a proxy sends and answers with canned reply bytes.
 struct ScriptedBinder : android::BBinder {
     android::status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply,
                                  uint32_t flags) override {
         lastCode = code;
         lastFlags = flags;
-        lastRequest.assign(data.data(), data.data() + data.dataSize());
-        lastRequestObjects = data.objectsCount();
+        lastRequest = hexOf(data);
         if (reply != nullptr && !replyBytes.empty())
             reply->setData(replyBytes.data(), replyBytes.size());
         return answer;
@@ -130,8 +146,7 @@ struct ScriptedBinder : android::BBinder {
     std::vector<uint8_t> replyBytes;
     uint32_t lastCode = 0;  // record
     uint32_t lastFlags = 0;
-    std::vector<uint8_t> lastRequest;
-    size_t lastRequestObjects = 0;
+    std::string lastRequest;
 };
 
 class MockListener : public BnOnPropertiesChangeListener {
@@ -143,69 +158,48 @@ class ProxyWire : public testing::Test {
 protected:
     sp<ScriptedBinder> remote = new ScriptedBinder();
     sp<IDeviceConfig> proxy = new BpDeviceConfig(remote);
-    std::vector<Property> result;
+    std::vector<Property> result{prop("x", "1"), prop("y", "2"), prop("z", "3")};
 };
 
-TEST_F(ProxyWire, GetPropertiesSendsTokenNamespaceAndKeysThenReadsTheList) {
+TEST_F(ProxyWire, GetPropertiesSendsTokenNamespaceAndKeysThenReadsTheCountedList) {
+    // The first element is oversized: its extra words are skipped.
     remote->replyBytes =
-            Bytes().i32(0).i32(2).i32(1).property("a", "1").i32(1).property("b", "2").bytes();
+            Bytes().i32(0).i32(2).i32(1).property("a", "1", 2).i32(1).property("b", "2").bytes();
     const Status status = proxy->getProperties("ns", {"x", ""}, &result);
     ASSERT_TRUE(status.isOk()) << status.toString8().c_str();
     EXPECT_EQ(1u, remote->lastCode);
     EXPECT_EQ(0u, remote->lastFlags);
-    EXPECT_EQ(Bytes().token(kDeviceConfigDescriptor).str("ns").i32(2).str("x").str("").hex(),
-              hexOf(remote->lastRequest));
+    EXPECT_EQ(deviceConfigRequest().str("ns").i32(2).str("x").str("").hex(), remote->lastRequest);
     EXPECT_EQ((std::vector<Property>{prop("a", "1"), prop("b", "2")}), result);
-
-    ASSERT_TRUE(proxy->getProperties("ns", {}, &result).isOk());
-    EXPECT_EQ(Bytes().token(kDeviceConfigDescriptor).str("ns").i32(0).hex(),
-              hexOf(remote->lastRequest));
 }
 
-TEST_F(ProxyWire, AnExceptionInTheReplyLeavesTheResultUntouched) {
-    Bytes reply;  // an exception, then a list that must not be read
-    reply.i32(Status::EX_ILLEGAL_STATE).str("boom").i32(0).i32(1).i32(1).property("a", "1");
-    remote->replyBytes = reply.bytes();
-    result = {prop("keep", "me")};
+// An exception is answered as it came, with the list after it unread; null lists and markers,
+// counts beyond the data, short replies and transport errors become transaction failures.
+TEST_F(ProxyWire, FailedRepliesAreAnsweredAsTheyCame) {
+    remote->replyBytes = Bytes().i32(Status::EX_ILLEGAL_STATE).str("boom").i32({0, 1, 1}).bytes();
     const Status status = proxy->getProperties("ns", {"a"}, &result);
     EXPECT_EQ(Status::EX_ILLEGAL_STATE, status.exceptionCode());
     EXPECT_STREQ("boom", status.exceptionMessage().c_str());
-    EXPECT_EQ((std::vector<Property>{prop("keep", "me")}), result);
-}
+    EXPECT_EQ(3u, result.size());
 
-TEST_F(ProxyWire, ReplyAndTransportErrorsBecomeTransactionFailures) {
-    remote->replyBytes = Bytes().i32(0).i32(-1).bytes();  // null list
-    EXPECT_EQ(android::UNEXPECTED_NULL, proxy->getProperties("ns", {}, &result).transactionError());
-    remote->replyBytes.clear();  // no Status at all
-    EXPECT_EQ(android::NOT_ENOUGH_DATA, proxy->getProperties("ns", {}, &result).transactionError());
-
-    remote->answer = android::DEAD_OBJECT;
-    const Status dead = proxy->addOnPropertiesChangeListener("ns", new MockListener());
-    EXPECT_EQ(Status::EX_TRANSACTION_FAILED, dead.exceptionCode());
-    EXPECT_EQ(android::DEAD_OBJECT, dead.transactionError());
-}
-
-TEST_F(ProxyWire, ListenerCallsSendTheBinderAndReadOnlyAStatus) {
-    remote->replyBytes = Bytes().i32(0).i32(0x5555).bytes();  // trailing data is not read
-    sp<IOnPropertiesChangeListener> listener = new MockListener();
-
-    ASSERT_TRUE(proxy->addOnPropertiesChangeListener("ns", listener).isOk());
-    EXPECT_EQ(2u, remote->lastCode);
-    EXPECT_EQ(0u, remote->lastFlags);
-    const std::string prefix = Bytes().token(kDeviceConfigDescriptor).str("ns").hex();
-    EXPECT_EQ(prefix, hexOf(remote->lastRequest).substr(0, prefix.size()));
-    EXPECT_EQ(prefix.size() / 2 + 28, remote->lastRequest.size());  // flat object + stability word
-    EXPECT_EQ(1u, remote->lastRequestObjects);
-
-    ASSERT_TRUE(proxy->removeOnPropertiesChangeListener(listener).isOk());
-    EXPECT_EQ(3u, remote->lastCode);
-    EXPECT_EQ(Bytes().token(kDeviceConfigDescriptor).hex().size() / 2 + 28,
-              remote->lastRequest.size());
-
-    remote->replyBytes = Bytes().i32(Status::EX_SECURITY).str("denied").i32(0).bytes();
-    const Status refused = proxy->removeOnPropertiesChangeListener(listener);
-    EXPECT_EQ(Status::EX_SECURITY, refused.exceptionCode());
-    EXPECT_STREQ("denied", refused.exceptionMessage().c_str());
+    const std::pair<Bytes, android::status_t> replies[] = {
+            {Bytes().i32({0, -1}), android::UNEXPECTED_NULL},
+            {Bytes().i32({0, 1, 0}).property("a", "1"), android::UNEXPECTED_NULL},
+            {Bytes().i32({0, 1, 2}).property("a", "1"), android::UNEXPECTED_NULL},
+            // Refused before allocating: only 12 bytes follow the count.
+            {Bytes().i32({0, 1000, 1, 4, 0}), android::BAD_VALUE},
+            {Bytes().i32({0, 1, 1}), android::NOT_ENOUGH_DATA},
+            {Bytes(), android::NOT_ENOUGH_DATA},
+    };
+    for (const auto& [reply, error] : replies) {
+        remote->replyBytes = reply.bytes();
+        EXPECT_EQ(error, proxy->getProperties("ns", {}, &result).transactionError()) << reply.hex();
+    }
+    // No default implementation is installed to take UNKNOWN_TRANSACTION.
+    for (android::status_t error : {android::DEAD_OBJECT, android::UNKNOWN_TRANSACTION}) {
+        remote->answer = error;
+        EXPECT_EQ(error, proxy->getProperties("ns", {}, &result).transactionError());
+    }
 }
 
 TEST(ListenerProxy, OnPropertiesChangedIsOneWayAndReadsNoReply) {
@@ -216,65 +210,7 @@ TEST(ListenerProxy, OnPropertiesChangedIsOneWayAndReadsNoReply) {
     EXPECT_EQ(1u, remote->lastCode);
     EXPECT_EQ(static_cast<uint32_t>(android::IBinder::FLAG_ONEWAY), remote->lastFlags);
     EXPECT_EQ(Bytes().token(kListenerDescriptor).i32(1).i32(1).property("k", "v").hex(),
-              hexOf(remote->lastRequest));
-
-    remote->answer = android::UNKNOWN_TRANSACTION;  // the listener has no default to fall to
-    EXPECT_EQ(android::UNKNOWN_TRANSACTION, proxy->onPropertiesChanged({}).transactionError());
-}
-
-// A plain fake: the default slot outlives gmock's registry at process exit.
-class RecordingDefault : public IDeviceConfigDefault {
-public:
-    // Owned by a unique_ptr, never by sp<>: with a weak lifetime libutils frees the reference
-    // counts on a plain delete instead of leaving them behind.
-    RecordingDefault() { extendObjectLifetime(OBJECT_LIFETIME_WEAK); }
-    Status getProperties(const std::string& ns, const std::vector<std::string>& keys,
-                         std::vector<Property>* out) override {
-        calls.push_back(ns + ":" + keys.at(0));
-        *out = {prop("a", "from-default")};
-        return Status::ok();
-    }
-    std::vector<std::string> calls;
-};
-
-// One case, because a default implementation once installed cannot be removed.
-TEST_F(ProxyWire, UnknownTransactionFailsOrGoesToTheDefaultImplementation) {
-    remote->answer = android::UNKNOWN_TRANSACTION;
-    EXPECT_EQ(nullptr, IDeviceConfig::getDefaultImpl());
-    EXPECT_FALSE(IDeviceConfig::setDefaultImpl(nullptr));
-    EXPECT_EQ(android::UNKNOWN_TRANSACTION,
-              proxy->getProperties("ns", {}, &result).transactionError());
-
-    auto owned = std::make_unique<RecordingDefault>();
-    RecordingDefault* fallback = owned.get();
-    ASSERT_TRUE(IDeviceConfig::setDefaultImpl(std::move(owned)));
-    ASSERT_EQ(fallback, IDeviceConfig::getDefaultImpl().get());
-    ASSERT_TRUE(proxy->getProperties("ns", {"a"}, &result).isOk());
-    EXPECT_EQ((std::vector<Property>{prop("a", "from-default")}), result);
-    EXPECT_EQ(std::vector<std::string>{"ns:a"}, fallback->calls);
-    // The default's other operations keep answering UNKNOWN_TRANSACTION.
-    EXPECT_EQ(android::UNKNOWN_TRANSACTION,
-              proxy->addOnPropertiesChangeListener("ns", new MockListener()).transactionError());
-
-    // Other failures never reach the default.
-    remote->answer = android::DEAD_OBJECT;
-    EXPECT_EQ(android::DEAD_OBJECT, proxy->getProperties("ns", {"a"}, &result).transactionError());
-    EXPECT_EQ(1u, fallback->calls.size());
-
-    ASSERT_TRUE(IDeviceConfig::setDefaultImpl(std::make_unique<RecordingDefault>()));
-    EXPECT_NE(fallback, IDeviceConfig::getDefaultImpl().get());  // replaced
-}
-
-TEST(AsInterface, AnswersLocalObjectsAsTheyAreAndWrapsOthers) {
-    EXPECT_EQ(nullptr, IDeviceConfig::asInterface(nullptr));
-    sp<MockListener> local = new MockListener();
-    sp<android::IBinder> binder = IOnPropertiesChangeListener::asBinder(local);
-    EXPECT_EQ(local.get(), IOnPropertiesChangeListener::asInterface(binder).get());
-    // A local object of another interface is reached through a proxy.
-    sp<IDeviceConfig> wrapped = IDeviceConfig::asInterface(binder);
-    ASSERT_NE(nullptr, wrapped);
-    EXPECT_EQ(binder, IDeviceConfig::asBinder(wrapped));
-    EXPECT_EQ(android::String16(kDeviceConfigDescriptor), wrapped->getInterfaceDescriptor());
+              remote->lastRequest);
 }
 
 class MockDeviceConfig : public BnDeviceConfig {
@@ -293,29 +229,31 @@ const std::string kNullPointerReply = "fcffffff000000000000000000000000";
 
 class StubWire : public testing::Test {
 protected:
-    android::status_t call(uint32_t code, const Bytes& request) {
+    android::status_t call(uint32_t code, const Bytes& request, bool toListener = false) {
         request.into(&data);
-        return send(code);
+        return send(code, toListener);
     }
     // Listener requests go through libbinder's writers, which own the flat binder layout.
-    android::status_t callWithBinder(uint32_t code, const sp<android::IBinder>& binder,
-                                     bool withNamespace) {
+    android::status_t callWithBinder(uint32_t code, const sp<android::IBinder>& binder) {
         data.freeData();
         data.writeInterfaceToken(android::String16(kDeviceConfigDescriptor));
-        if (withNamespace) data.writeUtf8AsUtf16(std::string("ns"));
+        if (code == BnDeviceConfig::TRANSACTION_addOnPropertiesChangeListener)
+            data.writeUtf8AsUtf16(std::string("ns"));
         data.writeStrongBinder(binder);
         data.setDataPosition(0);
-        return send(code);
+        return send(code, false);
     }
-    // The reply already holds data, to show what the stub keeps or replaces.
-    android::status_t send(uint32_t code) {
+    // The reply already holds a word, to show what the stub keeps or replaces.
+    android::status_t send(uint32_t code, bool toListener) {
         reply.freeData();
         reply.writeInt32(0x0badf00d);
-        return service->onTransact(code, data, &reply, 0);
+        return toListener ? listener->onTransact(code, data, &reply, android::IBinder::FLAG_ONEWAY)
+                          : service->onTransact(code, data, &reply, 0);
     }
     std::string replyHex() const { return hexOf(reply).substr(8); }  // after the pre-filled word
 
     sp<MockDeviceConfig> service = new MockDeviceConfig();
+    sp<MockListener> listener = new MockListener();
     Parcel data;
     Parcel reply;
 };
@@ -324,103 +262,78 @@ TEST_F(StubWire, GetPropertiesAnswersStatusThenListOrOnlyAFailedStatus) {
     EXPECT_CALL(*service, getProperties("ns", ElementsAre("a", "b"), _))
             .WillOnce(DoAll(SetArgPointee<2>(std::vector<Property>{prop("a", "1")}),
                             Return(Status::ok())));
-    ASSERT_EQ(android::OK,
-              call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(2).str("a").str("b")));
-    EXPECT_EQ(Bytes().i32(0).i32(1).i32(1).property("a", "1").hex(), replyHex());
+    ASSERT_EQ(android::OK, call(1, deviceConfigRequest().str("ns").i32(2).str("a").str("b")));
+    EXPECT_EQ(Bytes().i32({0, 1, 1}).property("a", "1").hex(), replyHex());
 
     EXPECT_CALL(*service, getProperties("ns", ElementsAre(), _))
             .WillOnce(DoAll(
                     SetArgPointee<2>(std::vector<Property>{prop("a", "1")}),
                     Return(Status::fromExceptionCode(Status::EX_ILLEGAL_ARGUMENT, "bad ns"))));
-    ASSERT_EQ(android::OK, call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(0)));
+    ASSERT_EQ(android::OK, call(1, deviceConfigRequest().str("ns").i32(0)));
     EXPECT_EQ(Bytes().i32(Status::EX_ILLEGAL_ARGUMENT).str("bad ns").i32(0).hex(), replyHex());
 }
 
-TEST_F(StubWire, AWrongTokenIsRefusedWithNothingWritten) {
-    EXPECT_CALL(*service, getProperties).Times(0);
-    for (uint32_t code : {1u, 2u, 3u}) {
-        ASSERT_EQ(android::BAD_TYPE,
-                  call(code, Bytes().token(kListenerDescriptor).str("ns").i32(0)));
-        EXPECT_EQ("", replyHex());
-    }
-    // A vendor header word is another build's token.
-    EXPECT_EQ(android::BAD_TYPE,
-              call(1, Bytes().token(kDeviceConfigDescriptor, 0x564E4452).str("ns").i32(0)));
+// The listener is passed as a binder; the listener's outcome never reaches the reply of its
+// one-way call.
+TEST_F(StubWire, ListenerOperationsPassTheListenerAndAnswerTheStatus) {
+    EXPECT_CALL(*service, addOnPropertiesChangeListener("ns", testing::NotNull()))
+            .WillOnce(Return(Status::ok()));
+    ASSERT_EQ(android::OK, callWithBinder(2, IOnPropertiesChangeListener::asBinder(listener)));
+    EXPECT_EQ("00000000", replyHex());
+    EXPECT_CALL(*service, removeOnPropertiesChangeListener(testing::NotNull()))
+            .WillOnce(Return(Status::fromExceptionCode(Status::EX_SECURITY)));
+    ASSERT_EQ(android::OK, callWithBinder(3, IOnPropertiesChangeListener::asBinder(listener)));
+    EXPECT_EQ(Bytes().i32(Status::EX_SECURITY).str("").i32(0).hex(), replyHex());
+
+    EXPECT_CALL(*listener, onPropertiesChanged(ElementsAre(prop("k", "v"))))
+            .WillOnce(Return(Status::fromExceptionCode(Status::EX_ILLEGAL_STATE)));
+    ASSERT_EQ(android::OK,
+              call(1, Bytes().token(kListenerDescriptor).i32({1, 1}).property("k", "v"), true));
+    EXPECT_EQ("", replyHex());
 }
 
-TEST_F(StubWire, HostileRequestsNeverReachTheService) {
+// Wrong tokens and short data leave the reply alone, nulls replace it with a null-pointer
+// exception, and unknown codes go to the framework, which answers INTERFACE_TRANSACTION.
+TEST_F(StubWire, BadRequestsNeverReachTheObject) {
     EXPECT_CALL(*service, getProperties).Times(0);
     EXPECT_CALL(*service, addOnPropertiesChangeListener).Times(0);
     EXPECT_CALL(*service, removeOnPropertiesChangeListener).Times(0);
-
-    // A null key list, namespace or listener replaces the reply with a null-pointer exception.
-    ASSERT_EQ(android::OK, call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(-1)));
-    EXPECT_EQ(kNullPointerReply, hexOf(reply));
-    ASSERT_EQ(android::OK, call(1, Bytes().token(kDeviceConfigDescriptor).i32(-1)));
-    EXPECT_EQ(kNullPointerReply, hexOf(reply));
-    ASSERT_EQ(android::OK, callWithBinder(2, nullptr, true));
-    EXPECT_EQ(kNullPointerReply, hexOf(reply));
-    ASSERT_EQ(android::OK, callWithBinder(3, nullptr, false));
-    EXPECT_EQ(kNullPointerReply, hexOf(reply));
-
-    // Key lists longer than the data, or missing, are answered as read.
-    EXPECT_EQ(android::BAD_VALUE,
-              call(1, Bytes().token(kDeviceConfigDescriptor).str("ns").i32(1000).str("a")));
-    EXPECT_EQ(android::NOT_ENOUGH_DATA, call(1, Bytes().token(kDeviceConfigDescriptor).str("ns")));
-}
-
-TEST_F(StubWire, ListenerOperationsPassTheListenerAndAnswerTheStatus) {
-    sp<MockListener> listener = new MockListener();
-    EXPECT_CALL(*service, addOnPropertiesChangeListener("ns", _))
-            .WillOnce([](const std::string&, const sp<IOnPropertiesChangeListener>& received) {
-                EXPECT_NE(nullptr, received);
-                return Status::ok();
-            });
-    ASSERT_EQ(android::OK, callWithBinder(2, IOnPropertiesChangeListener::asBinder(listener), true));
-    EXPECT_EQ("00000000", replyHex());
-
-    EXPECT_CALL(*service, removeOnPropertiesChangeListener(_))
-            .WillOnce(Return(Status::fromServiceSpecificError(7, "nope")));
-    ASSERT_EQ(android::OK,
-              callWithBinder(3, IOnPropertiesChangeListener::asBinder(listener), false));
-    EXPECT_EQ(Bytes().i32(Status::EX_SERVICE_SPECIFIC).str("nope").i32(0).i32(7).hex(), replyHex());
-}
-
-TEST_F(StubWire, UnknownCodesGoToTheFramework) {
-    EXPECT_EQ(android::UNKNOWN_TRANSACTION, call(4, Bytes().token(kDeviceConfigDescriptor)));
-    EXPECT_EQ(android::UNKNOWN_TRANSACTION, call(0x00FFFFFF, Bytes()));
-
-    Parcel empty;
-    Parcel descriptorReply;
-    ASSERT_EQ(android::OK, service->onTransact(android::IBinder::INTERFACE_TRANSACTION, empty,
-                                               &descriptorReply, 0));
-    EXPECT_EQ(Bytes().str(kDeviceConfigDescriptor).hex(), hexOf(descriptorReply));
-}
-
-TEST(ListenerStub, DeliversWithoutAReplyAndRefusesBadRequests) {
-    sp<MockListener> listener = new MockListener();
-    // Only the first request is delivered; an outcome never reaches the one-way reply.
-    EXPECT_CALL(*listener, onPropertiesChanged(ElementsAre(prop("k", "v"))))
-            .WillOnce(Return(Status::fromExceptionCode(Status::EX_ILLEGAL_STATE)));
-    const auto send = [&](uint32_t code, const Bytes& request, Parcel* reply, uint32_t flags = 0) {
-        Parcel data;
-        request.into(&data);
-        return listener->onTransact(code, data, reply, flags);
+    EXPECT_CALL(*listener, onPropertiesChanged).Times(0);
+    const Bytes listenerToken = Bytes().token(kListenerDescriptor);
+    const Bytes vendorToken = Bytes().token(kDeviceConfigDescriptor, 0x564E4452);
+    const struct {
+        bool toListener;
+        uint32_t code;
+        Bytes request;
+        android::status_t status;
+        std::string reply;
+    } cases[] = {
+            {false, 1, Bytes(listenerToken).str("ns").i32(0), android::BAD_TYPE, ""},
+            {false, 2, Bytes(listenerToken).str("ns"), android::BAD_TYPE, ""},
+            {false, 3, listenerToken, android::BAD_TYPE, ""},
+            {false, 1, Bytes(vendorToken).str("ns").i32(0), android::BAD_TYPE, ""},
+            {true, 1, deviceConfigRequest().i32(0), android::BAD_TYPE, ""},
+            {false, 1, deviceConfigRequest().str("ns").i32(-1), android::OK, kNullPointerReply},
+            {false, 1, deviceConfigRequest().i32(-1), android::OK, kNullPointerReply},
+            {true, 1, Bytes(listenerToken).i32(-1), android::OK, kNullPointerReply},
+            {false, 1, deviceConfigRequest().str("ns").i32(1000).str("a"), android::BAD_VALUE, ""},
+            {true, 1, Bytes(listenerToken).i32({1000, 1, 4}), android::BAD_VALUE, ""},
+            {false, 1, deviceConfigRequest().str("ns"), android::NOT_ENOUGH_DATA, ""},
+            {false, 4, deviceConfigRequest(), android::UNKNOWN_TRANSACTION, ""},
+            {false, 0x00FFFFFF, Bytes(), android::UNKNOWN_TRANSACTION, ""},
+            {true, 2, Bytes(), android::UNKNOWN_TRANSACTION, ""},
     };
-    Parcel reply;
-    EXPECT_EQ(android::OK,
-              send(1, Bytes().token(kListenerDescriptor).i32(1).i32(1).property("k", "v"), &reply,
-                   android::IBinder::FLAG_ONEWAY));
-    EXPECT_EQ(0u, reply.dataSize());
-
-    EXPECT_EQ(android::BAD_TYPE, send(1, Bytes().token(kDeviceConfigDescriptor).i32(0), &reply));
-    EXPECT_EQ(0u, reply.dataSize());
-    EXPECT_EQ(android::OK, send(1, Bytes().token(kListenerDescriptor).i32(-1), &reply));
-    EXPECT_EQ(kNullPointerReply, hexOf(reply));
-    Parcel other;
-    EXPECT_EQ(android::BAD_VALUE,
-              send(1, Bytes().token(kListenerDescriptor).i32(1000).i32(1).i32(4), &other));
-    EXPECT_EQ(android::UNKNOWN_TRANSACTION, send(2, Bytes(), &other));
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.request.hex());
+        EXPECT_EQ(c.status, call(c.code, c.request, c.toListener));
+        EXPECT_EQ(c.reply.empty() ? "0df0ad0b" : c.reply, hexOf(reply));
+    }
+    for (uint32_t code : {2u, 3u}) {
+        ASSERT_EQ(android::OK, callWithBinder(code, nullptr));
+        EXPECT_EQ(kNullPointerReply, hexOf(reply));
+    }
+    ASSERT_EQ(android::OK, call(android::IBinder::INTERFACE_TRANSACTION, Bytes()));
+    EXPECT_EQ(Bytes().str(kDeviceConfigDescriptor).hex(), replyHex());
 }
 
 // Size words that are not multiples of four, or below four, move the cursor off the word grid
@@ -428,47 +341,26 @@ TEST(ListenerStub, DeliversWithoutAReplyAndRefusesBadRequests) {
 TEST(OffGridCursor, StringsReadAtAnyOffsetAfterHostileSizeWords) {
     // A Property of size 1 leaves the cursor at offset 1, on an empty string.
     Parcel direct;
-    Bytes().i32(1).i32(0).i32(0).into(&direct);
+    Bytes().i32({1, 0, 0}).into(&direct);
     Property skipped;
     ASSERT_EQ(android::OK, skipped.readFromParcel(&direct));
     ASSERT_EQ(1u, direct.dataPosition());
     std::string text = "stale";
     EXPECT_EQ(android::OK, direct.readUtf8FromUtf16(&text));
     EXPECT_EQ("", text);
-    // A string at an odd offset reads whole through the copying readers.
-    Parcel odd;
-    Bytes().raw({0xff}).i32(2).raw({'h', 0, 'i', 0, 0, 0, 0, 0}).into(&odd);
-    odd.setDataPosition(1);
-    EXPECT_EQ(android::OK, odd.readUtf8FromUtf16(&text));
-    EXPECT_EQ("hi", text);
-    odd.setDataPosition(1);
-    EXPECT_EQ(android::String16("hi"), odd.readString16());
-    odd.setDataPosition(1);
-    size_t len = 9;
-    EXPECT_EQ(nullptr, odd.readString16Inplace(&len));
-    EXPECT_EQ(0u, len);
 
     // A reply header of size 5 puts the whole list one byte off the grid.
     sp<ScriptedBinder> remote = new ScriptedBinder();
     sp<IDeviceConfig> proxy = new BpDeviceConfig(remote);
     std::vector<Property> result;
-    remote->replyBytes = Bytes().i32(Status::EX_HAS_REPLY_HEADER)
-                                 .i32(5)
-                                 .raw({0})
-                                 .i32(1)
-                                 .i32(1)
-                                 .property("a", "1")
-                                 .bytes();
+    const Bytes header = Bytes().i32(Status::EX_HAS_REPLY_HEADER).i32(5).raw({0});
+    remote->replyBytes = Bytes(header).i32(1).i32(1).property("a", "1").bytes();
     ASSERT_TRUE(proxy->getProperties("ns", {}, &result).isOk());
     EXPECT_EQ(std::vector<Property>{prop("a", "1")}, result);
 
     // A first Property of size 15 jumps back into its own 10-unit key, where the second
     // element (marker 1, size 12, one-unit key "z") is planted at an odd offset.
-    remote->replyBytes = Bytes().i32(0)
-                                 .i32(2)
-                                 .i32(1)
-                                 .i32(15)
-                                 .i32(10)
+    remote->replyBytes = Bytes().i32({0, 2, 1, 15, 10})
                                  .raw({'k', 'k', 'k', 'k', 'k', 'k', 'k', 1,   0, 0, 0, 12,
                                        0,   0,   0,   1,   0,   0,   0,   'z', 0, 0, 0, 0})
                                  .bytes();
@@ -482,10 +374,7 @@ TEST(OffGridCursor, StringsReadAtAnyOffsetAfterHostileSizeWords) {
             .WillOnce(Return(Status::ok()));
     Parcel data;
     Bytes().token(kListenerDescriptor)
-            .i32(2)
-            .i32(1)
-            .i32(9)
-            .i32(10)
+            .i32({2, 1, 9, 10})
             .raw({'k', 1, 0, 0, 0, 12, 0, 0, 0, 1, 0, 0, 0, 'z', 0, 0, 0, 0, 'x', 0, 0, 0, 0, 0})
             .into(&data);
     Parcel reply;
