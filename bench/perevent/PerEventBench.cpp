@@ -13,7 +13,6 @@
 
 #include <BenchSupport.h>
 #include <FakeSettingsService.h>
-#include <FakeStorageCache.h>
 
 #include <benchmark/benchmark.h>
 #include <binder/IServiceManager.h>
@@ -219,14 +218,5 @@ void BM_RemoteStringServiceUp(benchmark::State& state) {
     dc::host::killHostDeviceConfigService();
 }
 BENCHMARK(BM_RemoteStringServiceUp)->UseRealTime();
-
-void BM_GetLowLatencyOverrideList(benchmark::State& state) {
-    auto& m = manager();
-    m.setLowLatencyOverrideSettings("halcyon_mobile_telemetry_qos_override",
-                                    "a,true;b,false;c,true");
-    m.setTravelModeEnabled(state.range(0) != 0);
-    for (auto _ : state) benchmark::DoNotOptimize(m.getLowLatencyOverrideList());
-}
-BENCHMARK(BM_GetLowLatencyOverrideList)->ArgName("travel")->Arg(0)->Arg(1);
 
 }  // namespace
