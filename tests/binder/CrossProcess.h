@@ -48,11 +48,11 @@ inline std::vector<uint8_t> transactionFrame(std::vector<uint8_t> data,
     return frame;
 }
 
-// Zeroed data with a flat object's type word at the offset.
-inline std::vector<uint8_t> withFlatObjectAt(size_t size, size_t offset, uint32_t type) {
-    std::vector<uint8_t> data(size, 0);
-    std::memcpy(data.data() + offset, &type, sizeof(type));
-    return data;
+// `bytes` with `word` at `offset`, grown with zeros to hold it.
+inline std::vector<uint8_t> withWordAt(std::vector<uint8_t> bytes, size_t offset, uint32_t word) {
+    bytes.resize(std::max(bytes.size(), offset + sizeof(word)));
+    std::memcpy(bytes.data() + offset, &word, sizeof(word));
+    return bytes;
 }
 
 }  // namespace crossprocess

@@ -191,7 +191,7 @@ bool closedAfter(const char* path, const std::vector<uint8_t>& bytes) {
 // A handle never given out, an object entry that is not on a flat object, a truncated frame.
 int runForge(const char* path) {
     using namespace crossprocess;
-    const auto handle = withFlatObjectAt(32, 0, android::hostbinder::kTypeHandle);
+    const auto handle = withWordAt(std::vector<uint8_t>(32), 0, android::hostbinder::kTypeHandle);
     auto truncated = transactionFrame(handle, {});
     truncated.resize(truncated.size() - 3);
     std::string verdicts;

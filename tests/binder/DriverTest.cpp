@@ -1,6 +1,6 @@
 // The in-process driver: two-way copies and errors, proxies and node lifetime, and death of a
-// service (notices, DEAD_OBJECT, names registered again), also while other threads call, send
-// one-way calls and link.
+// service while other threads call, send one-way calls and link (notices, DEAD_OBJECT, names
+// registered again).
 
 #include <atomic>
 #include <mutex>
@@ -180,15 +180,17 @@ private:
     std::vector<sp<IBinder>> mWho;  // guarded by mLock
 };
 
-TEST_F(Driver, AKilledServiceNotifiesLinkedRecipientsAndAnswersDeadObject) {
-    const sp<TestService> original = new TestService();
-    const sp<IBinder> proxy = registerService("svc", original);
-    registerService("alias", original);
-    const sp<RecordingRecipient> linked = new RecordingRecipient();
+// Senders call, send one-way records and link while the service dies: one-way calls keep
+// their order per sender and run on binder threads, every link made before the death gets
+// exactly one notice on a binder thread, and afterwards the proxy answers DEAD_OBJECT.
+TEST_F(Driver, AKilledServiceNotifiesEachLinkOnceAndAnswersDeadObjectAlsoUnderRacingCalls) {
+    constexpr int32_t kPerSender = 1 << 24;
+    const sp<TestService> service = new TestService();
+    const sp<IBinder> proxy = registerService("svc", service);
+    registerService("alias", service);
     const sp<RecordingRecipient> unlinked = new RecordingRecipient();
     sp<RecordingRecipient> released = new RecordingRecipient();
     const wp<RecordingRecipient> releasedWeak = released;
-    ASSERT_EQ(android::OK, proxy->linkToDeath(linked));
     ASSERT_EQ(android::OK, proxy->linkToDeath(unlinked, reinterpret_cast<void*>(0x1)));
     ASSERT_EQ(android::OK, proxy->linkToDeath(released));
     EXPECT_EQ(android::NAME_NOT_FOUND, proxy->unlinkToDeath(unlinked, nullptr, 7));  // flags
@@ -196,37 +198,6 @@ TEST_F(Driver, AKilledServiceNotifiesLinkedRecipientsAndAnswersDeadObject) {
     released.clear();  // recipients are held weakly
     EXPECT_EQ(nullptr, releasedWeak.promote());
 
-    ASSERT_EQ(android::OK, killService(String16("svc")));
-    waitForIdle();
-    ASSERT_EQ(1u, linked->deaths().size());
-    EXPECT_EQ(proxy, linked->deaths()[0]);
-    EXPECT_TRUE(linked->onBinderThread);
-    EXPECT_TRUE(linked->nameGone);
-    EXPECT_TRUE(unlinked->deaths().empty());
-    EXPECT_EQ(nullptr, checkService("alias"));  // every name of the object goes with it
-    EXPECT_EQ(android::NAME_NOT_FOUND, killService(String16("svc")));
-
-    EXPECT_FALSE(proxy->isBinderAlive());
-    std::string answer;
-    EXPECT_EQ(android::DEAD_OBJECT, callEcho(proxy, "hello", &answer));
-    EXPECT_EQ(android::DEAD_OBJECT, sendRecord(proxy, 1));
-    EXPECT_EQ(android::DEAD_OBJECT, proxy->linkToDeath(linked));
-    EXPECT_EQ(android::DEAD_OBJECT, proxy->unlinkToDeath(linked));
-
-    // The same object registered again gets a fresh, live node.
-    const sp<IBinder> revived = registerService("svc", original);
-    EXPECT_NE(proxy, revived);
-    EXPECT_EQ(android::OK, callEcho(revived, "again", &answer));
-    EXPECT_EQ("again", answer);
-}
-
-// Senders call, send one-way records and link while the service dies: one-way calls keep
-// their order per sender and run on binder threads, and every link made before the death gets
-// exactly one notice.
-TEST_F(Driver, DeathRacingWithCallsOneWayCallsAndLinks) {
-    constexpr int32_t kPerSender = 1 << 24;
-    const sp<TestService> service = new TestService();
-    const sp<IBinder> proxy = registerService("svc", service);
     std::atomic<bool> stop{false};
     std::atomic<int> afterDeath{0};
     std::atomic<int> unexpected{0};
@@ -263,8 +234,30 @@ TEST_F(Driver, DeathRacingWithCallsOneWayCallsAndLinks) {
         last[static_cast<size_t>(value / kPerSender)] = value;
     }
     EXPECT_TRUE(service->allOnBinderThreads.load());
-    std::lock_guard<std::mutex> guard(linkedLock);
-    for (const auto& recipient : linked) EXPECT_EQ(1u, recipient->deaths().size());
+    {
+        std::lock_guard<std::mutex> guard(linkedLock);
+        ASSERT_FALSE(linked.empty());
+        for (const auto& recipient : linked) {
+            ASSERT_EQ(1u, recipient->deaths().size());
+            EXPECT_EQ(proxy, recipient->deaths()[0]);
+            EXPECT_TRUE(recipient->onBinderThread);
+            EXPECT_TRUE(recipient->nameGone);
+        }
+    }
+    EXPECT_TRUE(unlinked->deaths().empty());
+    EXPECT_EQ(nullptr, checkService("alias"));  // every name of the object goes with it
+    EXPECT_EQ(android::NAME_NOT_FOUND, killService(String16("svc")));
+    EXPECT_FALSE(proxy->isBinderAlive());
+    EXPECT_EQ(android::DEAD_OBJECT, sendRecord(proxy, 1));
+    EXPECT_EQ(android::DEAD_OBJECT, proxy->linkToDeath(unlinked));
+    EXPECT_EQ(android::DEAD_OBJECT, proxy->unlinkToDeath(unlinked));
+
+    // The same object registered again gets a fresh, live node.
+    const sp<IBinder> revived = registerService("svc", service);
+    EXPECT_NE(proxy, revived);
+    std::string answer;
+    EXPECT_EQ(android::OK, callEcho(revived, "again", &answer));
+    EXPECT_EQ("again", answer);
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +19,8 @@
 #include <gtest/gtest.h>
 
 #include <binder_host/HostBinder.h>
+
+#include "TempDir.h"
 
 namespace crossprocess {
 
@@ -67,18 +68,13 @@ public:
         return "";
     }
 
-    // SIGKILL and reap; the wait status (-1 when already reaped or never started).
-    int kill() {
-        if (mPid > 0) ::kill(mPid, SIGKILL);
-        return wait();
-    }
-
-    // Waits for the process to end by itself; its wait status.
-    int wait() {
-        int status = -1;
-        if (mPid > 0) waitpid(mPid, &status, 0);
+    // SIGKILL and reap.
+    void kill() {
+        if (mPid > 0) {
+            ::kill(mPid, SIGKILL);
+            waitpid(mPid, nullptr, 0);
+        }
         mPid = -1;
-        return status;
     }
 
 private:
@@ -96,25 +92,24 @@ inline std::vector<std::string> helper(std::vector<std::string> args) {
 class HostDevice : public testing::Environment {
 public:
     void SetUp() override {
-        char pattern[] = "/tmp/hostdevice-XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(pattern));
-        mDir = pattern;
-        mDaemon = std::make_unique<HelperProcess>(std::vector<std::string>{HOSTBINDERD, mDir});
+        mDir = std::make_unique<testsupport::TempDir>("hostdevice");
+        mDaemon = std::make_unique<HelperProcess>(std::vector<std::string>{HOSTBINDERD, dir()});
         ASSERT_EQ("ready", mDaemon->readLine());
-        setenv(android::hostbinder::kHostDeviceEnv, mDir.c_str(), 1);
+        setenv(android::hostbinder::kHostDeviceEnv, dir().c_str(), 1);
     }
     void TearDown() override {
         mDaemon.reset();
-        std::error_code ignored;
-        std::filesystem::remove_all(mDir, ignored);
+        mDir.reset();
     }
 
     // Where the device's processes listen, one socket per process id.
-    std::string socket(const std::string& name) const { return mDir + "/binder/" + name; }
+    std::string socket(const std::string& name) const { return dir() + "/binder/" + name; }
     std::string socket(pid_t pid) const { return socket(std::to_string(pid)); }
 
 private:
-    std::string mDir;
+    const std::string& dir() const { return mDir->path(); }
+
+    std::unique_ptr<testsupport::TempDir> mDir;
     std::unique_ptr<HelperProcess> mDaemon;
 };
 
