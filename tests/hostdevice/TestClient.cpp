@@ -1,7 +1,7 @@
 // A client process of a host device for the multi-process tests. It reads one command per
 // line on stdin and answers on stdout; change notices arrive as lines of their own:
 //   watch                  sync the settings manager, listen to "current_user" and to the
-//                          device-config namespace; answers "ready"
+//                          device-config namespace; answers "watch ready"
 //   user                   "user N": the manager's current user now
 //   kestrel                "kestrel ID": the analytics id (empty when none)
 //   put KEY VALUE          "put 1|0" through the settings module
@@ -83,7 +83,7 @@ int main() {
             deviceConfig = std::make_unique<DeviceConfig>();
             deviceConfig->addOnPropertiesChangeListener("halcyon_shared_os_services",
                                                         deviceConfigPrinter);
-            say("ready");
+            say("watch ready");
         } else if (command == "user") {
             say("user " + std::to_string(manager->getCurrentUser(now())));
         } else if (command == "kestrel") {
