@@ -37,11 +37,9 @@ TEST(HostDeviceCommands, UsageErrorsAndAbsentDevicesAreOneLineWithTheirStatus) {
             {{}, "", 2, "usage"},
             {{"frobnicate"}, "", 2, "unknown command 'frobnicate'"},
             {{"settings", "put", "k", "v", "float"}, empty.path(), 2, "usage"},
-            {{"setprop", "only.name"}, empty.path(), 2, "usage"},
             {{"start"}, "", 2, "missing state directory"},
             {{"getprop"}, "", 3, "set HALCYON_HOST_DEVICE"},
             {{"setprop", "a.b", "1"}, empty.path(), 3, "no host device running"},
-            {{"device_config", "list", "ns"}, empty.path(), 3, "no host device running"},
             {{"stop", empty.path()}, "", 3, "no host device runs"},
     };
     for (const auto& c : cases) {
