@@ -36,15 +36,10 @@ TEST(HostDeviceCommands, UsageErrorsAndAbsentDevicesAreOneLineWithTheirStatus) {
     } cases[] = {
             {{}, "", 2, "usage"},
             {{"frobnicate"}, "", 2, "unknown command 'frobnicate'"},
-            {{"settings", "frob", "k"}, empty.path(), 2, "usage"},
             {{"settings", "put", "k", "v", "float"}, empty.path(), 2, "usage"},
-            {{"device_config", "get", "ns"}, empty.path(), 2, "usage"},
-            {{"setprop", "only.name"}, empty.path(), 2, "usage"},
             {{"start"}, "", 2, "missing state directory"},
             {{"getprop"}, "", 3, "set HALCYON_HOST_DEVICE"},
             {{"setprop", "a.b", "1"}, empty.path(), 3, "no host device running"},
-            {{"settings", "list"}, empty.path(), 3, "no host device running"},
-            {{"device_config", "list", "ns"}, empty.path(), 3, "no host device running"},
             {{"stop", empty.path()}, "", 3, "no host device runs"},
     };
     for (const auto& c : cases) {
@@ -61,12 +56,12 @@ TEST(HostDeviceCommands, UsageErrorsAndAbsentDevicesAreOneLineWithTheirStatus) {
     EXPECT_THAT(help.out, HasSubstr("Exit status"));
 }
 
+// Which writes the property area and the services refuse: tests/sysprop and
+// HostDeviceServicesTest; here, that a refusal is status 4 with one line and changes nothing.
 TEST_F(RunningDevice, RefusedWritesChangeNothing) {
-    ASSERT_EQ(run({"setprop", "ro.build.type", "userdebug"}).status, 0);
     ASSERT_EQ(run({"setprop", "persist.sys.flag", "1"}).status, 0);
     ASSERT_EQ(run({"settings", "put", "current_user", "10", "int"}).status, 0);
     const std::string properties = run({"getprop"}).out;
-    EXPECT_THAT(properties, HasSubstr("[ro.build.type]: [userdebug]\n"));
     EXPECT_THAT(properties, HasSubstr("[persist.sys.flag]: [1]\n"));
 
     const struct {
@@ -74,10 +69,7 @@ TEST_F(RunningDevice, RefusedWritesChangeNothing) {
         int status;
     } cases[] = {
             {{"setprop", "bad..name", "1"}, 4},
-            {{"setprop", "persist.sys.flag", std::string(92, 'x')}, 4},
-            {{"setprop", "ro.build.type", "user"}, 4},
             {{"settings", "put", "current_user", "ten", "int"}, 4},
-            {{"settings", "put", "flag", "maybe", "bool"}, 4},
             {{"settings", "delete", "never_set"}, 1},
             {{"settings", "get", "never_set"}, 1},
             {{"device_config", "put", "bad/ns", "k", "v"}, 4},
@@ -90,7 +82,6 @@ TEST_F(RunningDevice, RefusedWritesChangeNothing) {
         expectOneLineComplaint(result, c.args);
     }
     EXPECT_EQ(run({"getprop"}).out, properties);
-    EXPECT_EQ(run({"getprop", "ro.build.type"}).out, "userdebug\n");
     EXPECT_EQ(run({"settings", "list"}).out, "current_user=10 (int)\n");
     EXPECT_EQ(run({"device_config", "list", "bad/ns"}).out, "");
     EXPECT_THAT(run({"status", dir.path()}).out, HasSubstr("running (pid"));

@@ -78,11 +78,48 @@ public:
     }
 };
 
-TEST(PreferencesService, TypedValuesSurviveReopeningAndBadOnesAreRefused) {
+TEST(PreferencesService, StoresAndAnnouncesGoodValuesRefusesBadOnesAndHostileRequests) {
     TempDir dir;
     const std::string file = dir.path() + "/settings.db";
     {
-        sp<IPreferencesService> service = publish(hostdevice::PreferencesService::open(file));
+        sp<hostdevice::PreferencesService> local = hostdevice::PreferencesService::open(file);
+        sp<IPreferencesService> service = publish(local);
+        // Whether the request was refused, by the transaction's answer or by an exception in
+        // the reply.
+        auto refused = [&](uint32_t code, const std::function<void(android::Parcel&)>& fill) {
+            android::Parcel data;
+            android::Parcel reply;
+            fill(data);
+            data.setDataPosition(0);
+            if (local->transact(code, data, &reply) != android::OK) return true;
+            reply.setDataPosition(0);
+            return reply.readExceptionCode() != 0;
+        };
+        auto token = [](android::Parcel& p) {
+            p.writeInterfaceToken(IPreferencesService::descriptor);
+        };
+
+        EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_get, [](android::Parcel& p) {
+            p.writeInterfaceToken(android::String16("wrong.Token"));
+        }));
+        EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_get, token));  // no key
+        EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_put, [&](android::Parcel& p) {
+            token(p);
+            p.writeInt32(1);
+            p.writeInt32(-8);  // negative parcelable size
+        }));
+        EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_addListener, [&](android::Parcel& p) {
+            token(p);
+            p.writeUtf8AsUtf16(std::string("k"));
+            p.writeStrongBinder(nullptr);
+        }));
+        EXPECT_TRUE(refused(999, token));
+
+        sp<KeyRecorder> watching = new KeyRecorder();
+        sp<KeyRecorder> other = new KeyRecorder();
+        ASSERT_TRUE(service->addListener("current_user", watching).isOk());
+        ASSERT_TRUE(service->addListener("current_user", watching).isOk());  // once is enough
+        ASSERT_TRUE(service->addListener("managed_device", other).isOk());
         bool stored = false;
         for (const Setting& good : {setting("telemetry_state", Setting::kString, "on"),
                                     setting("current_user", Setting::kInt, "11"),
@@ -91,16 +128,24 @@ TEST(PreferencesService, TypedValuesSurviveReopeningAndBadOnesAreRefused) {
             EXPECT_TRUE(stored) << good.key;
         }
         for (const Setting& bad :
-             {setting("", Setting::kString, "x"), setting("n", Setting::kInt, "11 "),
+             {setting("", Setting::kString, "x"), setting("current_user", Setting::kInt, "11 "),
               setting("n", Setting::kInt, "2147483648"), setting("b", Setting::kBool, "yes"),
               setting("t", Setting::kNone, "x"), setting("t", 9, "x")}) {
             ASSERT_TRUE(service->put(bad, &stored).isOk());
             EXPECT_FALSE(stored) << bad.key << "=" << bad.value;
         }
+        service->remove("current_user", &stored);
+        service->remove("current_user", &stored);  // not set: no change
+        ASSERT_TRUE(service->removeListener("current_user", watching).isOk());
+        service->put(setting("current_user", Setting::kInt, "11"), &stored);
+        android::hostbinder::waitForIdle();
+        EXPECT_THAT(watching->all(), ::testing::ElementsAre("current_user", "current_user"));
+        EXPECT_TRUE(other->all().empty());
         android::hostbinder::killService(
                 android::String16(com::halcyon::preferences::kPreferencesServiceName));
     }
-    // A row made unusable behind the service's back is not served.
+    // Only the good values were stored; a row made unusable behind the service's back is not
+    // served.
     sqlite3* db = nullptr;
     ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(db, "INSERT INTO settings VALUES('broken', 3, 'x')", nullptr, nullptr,
@@ -120,106 +165,33 @@ TEST(PreferencesService, TypedValuesSurviveReopeningAndBadOnesAreRefused) {
     EXPECT_EQ(absent.type, Setting::kNone);
 }
 
-TEST(PreferencesService, ListenersHearChangesOfTheirKeysUntilRemoved) {
+// Listener delivery by namespace is DeviceConfigTest's; the program's writes and refusals are
+// HostDeviceCommandsTest's. Here: the writer transactions on the durable service.
+TEST(DurableDeviceConfig, WriterTransactionsChangeAndNotifyAndRefuseOtherTokens) {
     TempDir dir;
-    sp<IPreferencesService> service =
-            publish(hostdevice::PreferencesService::open(dir.path() + "/settings.db"));
-    sp<KeyRecorder> watching = new KeyRecorder();
-    sp<KeyRecorder> other = new KeyRecorder();
-    ASSERT_TRUE(service->addListener("current_user", watching).isOk());
-    ASSERT_TRUE(service->addListener("current_user", watching).isOk());  // once is enough
-    ASSERT_TRUE(service->addListener("managed_device", other).isOk());
-
-    bool done = false;
-    service->put(setting("current_user", Setting::kInt, "10"), &done);
-    service->put(setting("telemetry_state", Setting::kString, "on"), &done);
-    service->remove("current_user", &done);
-    service->remove("current_user", &done);  // not set: no change
-    android::hostbinder::waitForIdle();
-    EXPECT_THAT(watching->all(), ::testing::ElementsAre("current_user", "current_user"));
-    EXPECT_TRUE(other->all().empty());
-
-    ASSERT_TRUE(service->removeListener("current_user", watching).isOk());
-    service->put(setting("current_user", Setting::kInt, "12"), &done);
-    android::hostbinder::waitForIdle();
-    EXPECT_EQ(watching->all().size(), 2u);
-}
-
-TEST(PreferencesService, HostileRequestsAreAnsweredNotServed) {
-    TempDir dir;
-    sp<hostdevice::PreferencesService> service =
-            hostdevice::PreferencesService::open(dir.path() + "/settings.db");
-    // Whether the request was refused, by the transaction's answer or by an exception in
-    // the reply.
-    auto refused = [&](uint32_t code, const std::function<void(android::Parcel&)>& fill) {
-        android::Parcel data;
-        android::Parcel reply;
-        fill(data);
-        data.setDataPosition(0);
-        if (service->transact(code, data, &reply) != android::OK) return true;
-        reply.setDataPosition(0);
-        return reply.readExceptionCode() != 0;
-    };
-    auto token = [](android::Parcel& p) { p.writeInterfaceToken(IPreferencesService::descriptor); };
-
-    EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_get, [](android::Parcel& p) {
-        p.writeInterfaceToken(android::String16("wrong.Token"));
-    }));
-    EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_get, token));  // no key
-    EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_put, [&](android::Parcel& p) {
-        token(p);
-        p.writeInt32(1);
-        p.writeInt32(-8);  // negative parcelable size
-    }));
-    EXPECT_TRUE(refused(BnPreferencesService::TRANSACTION_addListener, [&](android::Parcel& p) {
-        token(p);
-        p.writeUtf8AsUtf16(std::string("k"));
-        p.writeStrongBinder(nullptr);
-    }));
-    EXPECT_TRUE(refused(999, token));
-    std::vector<Setting> all;
-    ASSERT_TRUE(service->list(&all).isOk());
-    EXPECT_TRUE(all.empty());
-}
-
-TEST(DurableDeviceConfig, WritesThroughTheHostTransactionsSurviveAndNotify) {
-    TempDir dir;
-    const std::string file = dir.path() + "/device_config.db";
     const char* ns = "halcyon_shared_os_services";
-    {
-        sp<host::HostDeviceConfigService> service = hostdevice::openDurableDeviceConfigService(file);
-        ASSERT_EQ(host::publishHostDeviceConfigService(service), android::OK);
-        sp<android::IBinder> remote = android::defaultServiceManager()->checkService(
-                android::String16(host::kDeviceConfigServiceName));
-        sp<aidl::IDeviceConfig> proxy = android::interface_cast<aidl::IDeviceConfig>(remote);
-        sp<PropertiesRecorder> listener = new PropertiesRecorder();
-        ASSERT_TRUE(proxy->addOnPropertiesChangeListener(ns, listener).isOk());
+    ASSERT_EQ(host::publishHostDeviceConfigService(
+                      hostdevice::openDurableDeviceConfigService(dir.path() + "/device_config.db")),
+              android::OK);
+    sp<android::IBinder> remote = android::defaultServiceManager()->checkService(
+            android::String16(host::kDeviceConfigServiceName));
+    sp<PropertiesRecorder> listener = new PropertiesRecorder();
+    ASSERT_TRUE(android::interface_cast<aidl::IDeviceConfig>(remote)
+                        ->addOnPropertiesChangeListener(ns, listener)
+                        .isOk());
 
-        bool changed = false;
-        EXPECT_EQ(host::writeDeviceConfigProperty(remote, ns, "qos", "a,true", &changed),
-                  android::OK);
-        EXPECT_EQ(host::writeDeviceConfigProperty(remote, ns, "gone", "1", &changed), android::OK);
-        EXPECT_EQ(host::writeDeviceConfigProperty(remote, "other", "k", "v", &changed), android::OK);
-        EXPECT_EQ(host::deleteDeviceConfigProperty(remote, ns, "gone", &changed), android::OK);
-        EXPECT_TRUE(changed);
-        EXPECT_EQ(host::deleteDeviceConfigProperty(remote, ns, "gone", &changed), android::OK);
-        EXPECT_FALSE(changed);
-        for (auto [bad_ns, bad_key] : {std::pair{"", "k"}, {ns, ""}, {"a/b", "k"}}) {
-            EXPECT_EQ(host::writeDeviceConfigProperty(remote, bad_ns, bad_key, "v", &changed),
-                      android::BAD_VALUE);
-        }
-        android::Parcel data, reply;
-        data.writeInterfaceToken(aidl::IDeviceConfig::descriptor);  // not the writer's token
-        EXPECT_EQ(remote->transact(host::kTransactionWriterSet, data, &reply), android::BAD_TYPE);
+    bool changed = false;
+    EXPECT_EQ(host::writeDeviceConfigProperty(remote, ns, "qos", "a,true", &changed), android::OK);
+    EXPECT_EQ(host::deleteDeviceConfigProperty(remote, ns, "qos", &changed), android::OK);
+    EXPECT_TRUE(changed);
+    EXPECT_EQ(host::writeDeviceConfigProperty(remote, ns, "", "v", &changed), android::BAD_VALUE);
+    android::Parcel data, reply;
+    data.writeInterfaceToken(aidl::IDeviceConfig::descriptor);  // not the writer's token
+    EXPECT_EQ(remote->transact(host::kTransactionWriterSet, data, &reply), android::BAD_TYPE);
 
-        android::hostbinder::waitForIdle();
-        EXPECT_THAT(listener->all(), ::testing::ElementsAre("qos=a,true", "gone=1", "gone="));
-        host::killHostDeviceConfigService();
-    }
-    sp<host::HostDeviceConfigService> reopened = hostdevice::openDurableDeviceConfigService(file);
-    EXPECT_EQ(reopened->getProperty(ns, "qos"), "a,true");
-    EXPECT_EQ(reopened->getProperty("other", "k"), "v");
-    EXPECT_EQ(reopened->getProperty(ns, "gone"), std::nullopt);
+    android::hostbinder::waitForIdle();
+    EXPECT_THAT(listener->all(), ::testing::ElementsAre("qos=a,true", "qos="));
+    host::killHostDeviceConfigService();
 }
 
 }  // namespace

@@ -115,11 +115,6 @@ public:
         }
     }
 
-    void send(const std::string& line) {
-        const std::string text = line + "\n";
-        (void)write(in_, text.data(), text.size());
-    }
-
     // The rest of the first line (from now on) that starts with `prefix`, or nullopt after
     // 30 s.
     std::optional<std::string> waitFor(const std::string& prefix) {
@@ -145,7 +140,8 @@ public:
 
     // Sends a command and answers the reply line's text after "<command> ".
     std::optional<std::string> ask(const std::string& line) {
-        send(line);
+        const std::string text = line + "\n";
+        (void)write(in_, text.data(), text.size());
         return waitFor(line.substr(0, line.find(' ')) + " ");
     }
 

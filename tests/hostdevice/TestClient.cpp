@@ -1,10 +1,8 @@
 // A client process of a host device for the multi-process tests. It reads one command per
 // line on stdin and answers on stdout; change notices arrive as lines of their own:
 //   watch                  sync the settings manager, listen to "current_user" and to the
-//                          device-config namespace; answers "ready"
+//                          device-config namespace; answers "watch ready"
 //   user                   "user N": the manager's current user now
-//   userat NS              "userat N": the current user at steady-clock time NS (from the
-//                          history when the history gate is on)
 //   kestrel                "kestrel ID": the analytics id (empty when none)
 //   put KEY VALUE          "put 1|0" through the settings module
 //   setprop NAME VALUE     "setprop 1|0" through libbase
@@ -85,13 +83,9 @@ int main() {
             deviceConfig = std::make_unique<DeviceConfig>();
             deviceConfig->addOnPropertiesChangeListener("halcyon_shared_os_services",
                                                         deviceConfigPrinter);
-            say("ready");
+            say("watch ready");
         } else if (command == "user") {
             say("user " + std::to_string(manager->getCurrentUser(now())));
-        } else if (command == "userat") {
-            // The steady clock is the system's monotonic clock, the same in every process.
-            const std::chrono::steady_clock::time_point t{std::chrono::nanoseconds(std::stoll(a))};
-            say("userat " + std::to_string(manager->getCurrentUser(t)));
         } else if (command == "kestrel") {
             say("kestrel " + manager->getKestrelDeviceId().value_or(""));
         } else if (command == "put") {

@@ -146,12 +146,6 @@ TEST(HostSettingsModule, TypedGettersAcceptOnlyTheirTextForms) {
     EXPECT_TRUE(settings.getBool("absent", true));
     EXPECT_EQ(settings.getInt("absent", 5), 5);
     EXPECT_EQ(settings.get("absent", "default"), nullptr);
-
-    EXPECT_TRUE(settings.setString("name", "value"));
-    EXPECT_EQ(textOf(settings, "name"), "value");
-    EXPECT_TRUE(loaded.control.remove("name"));
-    EXPECT_FALSE(loaded.control.remove("name"));
-    EXPECT_EQ(textOf(settings, "name"), std::nullopt);
 }
 
 TEST(HostSettingsModule, ListenersHearTheirKeyOnTheNotifierThreadUntilRemoved) {
