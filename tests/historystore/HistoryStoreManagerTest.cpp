@@ -33,32 +33,6 @@ Rows registered(const HistoryStoreManager& manager) {
     return rows;
 }
 
-TEST(HistoryStoreManager, RegistryKeepsCreationOrderKeepAndSharedStoresThatDumpInThatOrder) {
-    HistoryStoreManager manager;
-    EXPECT_EQ(manager.dump(), "");
-    manager.createHistoryStore<bool>(HistoryStoreManager::ACCOUNT_CHECKPOINTED, 1);
-    auto currentUser =
-            manager.createHistoryStore<unsigned int>(HistoryStoreManager::CURRENT_USER, 1);
-    auto managed = manager.createHistoryStore<int>(HistoryStoreManager::MANAGED_MODE, 3);
-    auto duplicate = manager.createHistoryStore<int>(HistoryStoreManager::MANAGED_MODE, 0);
-    manager.createHistoryStore<bool>("", 2)->insert(at(1), true);  // outlives the caller's handle
-
-    // The registry holds the very objects the callers got.
-    currentUser->insert(at(5), 10u);
-    managed->insert(at(5), -1);
-    EXPECT_NE(managed, duplicate);
-    EXPECT_EQ(registered(manager), (Rows{"Account Checkpointed/1/0", "Current User/1/1",
-                                         "Managed Mode/3/1", "Managed Mode/0/0", "/2/1"}));
-
-    std::string all, bounded;
-    for (const auto& [store, keep] : manager.registry()) {
-        all += store->toString(std::nullopt, std::nullopt);
-        bounded += store->toString(at(2), at(5));
-    }
-    EXPECT_EQ(manager.dump(), all);
-    EXPECT_EQ(manager.dump(at(2), at(5)), bounded);
-}
-
 // The cutoff lies the timeout before the given instant, or before now on the steady clock.
 TEST(HistoryStoreManager, CleanupUsesTimeoutAndEachStoresKeep) {
     HistoryStoreManager manager;

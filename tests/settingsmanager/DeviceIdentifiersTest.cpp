@@ -55,14 +55,6 @@ TEST_F(ManagerTest, WithNoKestrelIdAnywhereANewRandomUuidIsStoredPublishedAndCac
     const std::set<std::string> ids{*id, manager->generateKestrelId(), manager->generateKestrelId()};
     for (auto& each : ids) EXPECT_TRUE(isLowerCaseUuid(each)) << each;
     EXPECT_EQ(ids.size(), 3u);  // distinct
-
-    // Write-once: a further refresh asks nobody and changes nothing.
-    settings->clearCalls();
-    cache->clearCalls();
-    manager->getAndSetKestrelDeviceId();
-    EXPECT_THAT(settings->calls(), IsEmpty());
-    EXPECT_THAT(cache->calls(), IsEmpty());
-    EXPECT_EQ(manager->getKestrelDeviceId(), id);
 }
 
 // A refused write caches nothing: a refused store write is logged and the next refresh makes a

@@ -15,13 +15,6 @@
 namespace settingsmanagertest {
 namespace {
 
-void registerService(const char* name) {
-    ASSERT_EQ(
-            android::defaultServiceManager()->addService(
-                    android::String16(name), android::sp<android::IBinder>(new android::BBinder())),
-            android::OK);
-}
-
 TEST(SingletonTest, ConcurrentFirstCallsShareOneObject) {
     std::shared_ptr<ITelemetrySettingsManager> got[2];
     std::latch start(2);
@@ -41,27 +34,23 @@ TEST(SingletonTest, ConcurrentFirstCallsShareOneObject) {
     EXPECT_NE(dynamic_cast<TelemetrySettingsManager*>(got[0].get()), nullptr);
 }
 
-// The real probe: before PreferencesService is registered nothing is attempted; after it, a
-// manager with a settings object synchronises, and the singleton, which has none, asks the
-// loader on every reading and finds no settings module.
-TEST(SingletonTest, SynchronisationWaitsForTheRegisteredPreferencesService) {
+// The real probe matches the exact registered name. The singleton has no settings object: once
+// PreferencesService runs it asks the loader, finds no settings module, and answers defaults.
+TEST(SingletonTest, WithoutASettingsModuleTheSingletonAnswersDefaults) {
     android::hostbinder::clearServices();
-    auto settings = std::make_shared<FakeSettingsService>();
-    settings->putString("telemetry_state", "on");
-    TelemetrySettingsManager manager(settings, std::make_shared<FakeStorageCache>());
+    TelemetrySettingsManager probe(nullptr, std::make_shared<FakeStorageCache>());
+    EXPECT_FALSE(probe.isServiceRunning("PreferencesService"));
+    ASSERT_EQ(android::defaultServiceManager()->addService(
+                      android::String16("PreferencesService"),
+                      android::sp<android::IBinder>(new android::BBinder())),
+              android::OK);
+    EXPECT_TRUE(probe.isServiceRunning("PreferencesService"));
+    EXPECT_FALSE(probe.isServiceRunning("preferencesservice"));
+
     auto singleton = TelemetrySettingsManager::instance();
-    for (auto* each : {static_cast<ITelemetrySettingsManager*>(&manager), singleton.get()}) {
-        each->setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
-    }
-    for (bool registered : {false, true}) {
-        if (registered) registerService("PreferencesService");
-        EXPECT_EQ(manager.isServiceRunning("PreferencesService"), registered);
-        EXPECT_EQ(manager.isTelemetryEnabled(), registered);
-        expectDefaults(*singleton);
-        EXPECT_EQ(singleton->getKestrelDeviceId(), std::nullopt);
-    }
-    EXPECT_FALSE(manager.isServiceRunning("preferencesservice"));
-    EXPECT_FALSE(manager.isServiceRunning(""));
+    singleton->setHistoryStoreManager(std::make_shared<HistoryStoreManager>());
+    expectDefaults(*singleton);
+    EXPECT_EQ(singleton->getKestrelDeviceId(), std::nullopt);
 }
 
 }  // namespace

@@ -4,6 +4,9 @@
 
 #include <android/log.h>
 
+#include <cstdlib>
+#include <utility>
+
 namespace gatestest {
 namespace {
 
@@ -66,6 +69,25 @@ TEST_F(GatesTest, RefusedStoreWritesAreLoggedAndValuesKept) {
                              std::string("Failed to cache ") + row.constant + " value to kvstore"),
                   1u);
         EXPECT_TRUE(manager->getGKFlag(row.constant));
+    }
+}
+
+// The build type is read once per process, so each case asks in a child process of its own;
+// a later, opposite build type must not change the answer.
+TEST(UserDevBuildTest, OnlyAUserOrUnsetBuildTypeIsNotADevBuild) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const std::pair<const char*, bool> cases[] = {{"userdebug", true}, {"user", false}, {"", false}};
+    for (const auto& [buildType, devBuild] : cases) {
+        EXPECT_EXIT(
+                {
+                    hostproperties::setProperty("ro.build.type", buildType);
+                    GateManager manager(std::make_shared<FakeStorageCache>());
+                    const bool first = manager.getIsUserDevBuild();
+                    hostproperties::setProperty("ro.build.type", first ? "user" : "eng");
+                    std::_Exit(first == devBuild && manager.getIsUserDevBuild() == first ? 0 : 1);
+                },
+                ::testing::ExitedWithCode(0), "")
+                << buildType;
     }
 }
 
