@@ -1,6 +1,6 @@
 #include <keyvalue/KeyValueStore.h>
 
-#include "ChildProcess.h"
+#include "ForkedChild.h"
 #include "LogCapture.h"
 #include "TempDir.h"
 
