@@ -55,7 +55,7 @@ std::string markerOf(const sp<IDeviceConfig>& service) {
 class BinderClient : public testing::Test {
 protected:
     void SetUp() override { android::hostbinder::clearServices(); }
-    // A client of kName that counts its
+    // A client of kName that counts its callbacks.
     std::unique_ptr<Client> connect(std::chrono::milliseconds pause) {
         return std::make_unique<Client>(
                 kName, pause,
@@ -172,11 +172,6 @@ TEST_F(BinderClient, ABinderOfAnotherTypeIsReportedAndRetried) {
                          "BinderClient: Failed to convert IBinder to expected service type "
                          "binder_client_test_service"),
               3u);
-}
-
-TEST(BinderClientDeathTest, AnEmptyInterfaceCastAborts) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(Client(kName, 10ms, {}, {}, Client::InterfaceCast()), "");
 }
 
 }  // namespace
