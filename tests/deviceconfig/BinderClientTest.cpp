@@ -107,9 +107,8 @@ TEST_F(BinderClient, ConnectsInTheConstructorAndTakesAReplacementAlreadyRegister
 }
 
 TEST_F(BinderClient, DestructionCutsThePauseBetweenAttemptsShort) {
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(nullptr, connect(30s)->getService());
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 15s);
+    // Waiting out the pause would outlast the test's time limit.
+    EXPECT_EQ(nullptr, connect(std::chrono::hours(1))->getService());
 }
 
 TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
