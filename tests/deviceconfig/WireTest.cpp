@@ -173,8 +173,8 @@ TEST_F(ProxyWire, GetPropertiesSendsTokenNamespaceAndKeysThenReadsTheCountedList
     EXPECT_EQ((std::vector<Property>{prop("a", "1"), prop("b", "2")}), result);
 }
 
-// An exception is answered as it came, with the list after it unread; null lists and markers,
-// counts beyond the data, short replies and transport errors become transaction failures.
+// An exception is answered as it came, with the list after it unread; a list the parcel refuses
+// (its hostile forms are ParcelTest's) and transport errors become transaction failures.
 TEST_F(ProxyWire, FailedRepliesAreAnsweredAsTheyCame) {
     remote->replyBytes = Bytes().i32(Status::EX_ILLEGAL_STATE).str("boom").i32({0, 1, 1}).bytes();
     const Status status = proxy->getProperties("ns", {"a"}, &result);
@@ -184,11 +184,6 @@ TEST_F(ProxyWire, FailedRepliesAreAnsweredAsTheyCame) {
 
     const std::pair<Bytes, android::status_t> replies[] = {
             {Bytes().i32({0, -1}), android::UNEXPECTED_NULL},
-            {Bytes().i32({0, 1, 0}).property("a", "1"), android::UNEXPECTED_NULL},
-            {Bytes().i32({0, 1, 2}).property("a", "1"), android::UNEXPECTED_NULL},
-            // Refused before allocating: only 12 bytes follow the count.
-            {Bytes().i32({0, 1000, 1, 4, 0}), android::BAD_VALUE},
-            {Bytes().i32({0, 1, 1}), android::NOT_ENOUGH_DATA},
             {Bytes(), android::NOT_ENOUGH_DATA},
     };
     for (const auto& [reply, error] : replies) {
@@ -314,13 +309,9 @@ TEST_F(StubWire, BadRequestsNeverReachTheObject) {
             {false, 1, Bytes(vendorToken).str("ns").i32(0), android::BAD_TYPE, ""},
             {true, 1, deviceConfigRequest().i32(0), android::BAD_TYPE, ""},
             {false, 1, deviceConfigRequest().str("ns").i32(-1), android::OK, kNullPointerReply},
-            {false, 1, deviceConfigRequest().i32(-1), android::OK, kNullPointerReply},
             {true, 1, Bytes(listenerToken).i32(-1), android::OK, kNullPointerReply},
-            {false, 1, deviceConfigRequest().str("ns").i32(1000).str("a"), android::BAD_VALUE, ""},
-            {true, 1, Bytes(listenerToken).i32({1000, 1, 4}), android::BAD_VALUE, ""},
             {false, 1, deviceConfigRequest().str("ns"), android::NOT_ENOUGH_DATA, ""},
             {false, 4, deviceConfigRequest(), android::UNKNOWN_TRANSACTION, ""},
-            {false, 0x00FFFFFF, Bytes(), android::UNKNOWN_TRANSACTION, ""},
             {true, 2, Bytes(), android::UNKNOWN_TRANSACTION, ""},
     };
     for (const auto& c : cases) {

@@ -145,6 +145,20 @@ public:
         return waitFor(line.substr(0, line.find(' ')) + " ");
     }
 
+    // Sends SIGTERM; answers what the process wrote after the last line read, up to its exit,
+    // and its exit status (-1 when it did not exit on its own).
+    std::pair<std::string, int> terminate() {
+        kill(pid_, SIGTERM);
+        char chunk[4096];
+        for (ssize_t got; (got = read(out_, chunk, sizeof(chunk))) > 0;) {
+            buffer_.append(chunk, static_cast<size_t>(got));
+        }
+        int status = 0;
+        const bool exited = waitpid(pid_, &status, 0) == pid_ && WIFEXITED(status);
+        pid_ = -1;
+        return {std::exchange(buffer_, {}), exited ? WEXITSTATUS(status) : -1};
+    }
+
 private:
     pid_t pid_ = -1;
     int in_ = -1;
