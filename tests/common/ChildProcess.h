@@ -20,19 +20,24 @@ extern char** environ;
 
 namespace testsupport {
 
+// This process's environment changed by `changes`: "NAME=value" sets NAME, "NAME=" removes it.
+inline std::vector<std::string> environmentWith(const std::vector<std::string>& changes) {
+    std::vector<std::string> environment;
+    for (char** e = environ; *e != nullptr; ++e) environment.emplace_back(*e);
+    for (const std::string& change : changes) {
+        const std::string name = change.substr(0, change.find('=') + 1);
+        std::erase_if(environment, [&](const std::string& e) { return e.rfind(name, 0) == 0; });
+        if (change.size() > name.size()) environment.push_back(change);
+    }
+    return environment;
+}
+
 class ChildProcess {
 public:
-    // argv[0] is the program's path. `env` changes the environment the child gets:
-    // "NAME=value" sets NAME, "NAME=" removes it.
+    // argv[0] is the program's path; `env` changes the environment it gets (environmentWith).
     explicit ChildProcess(const std::vector<std::string>& argv,
                           const std::vector<std::string>& env = {}) {
-        std::vector<std::string> environment;
-        for (char** e = environ; *e != nullptr; ++e) environment.emplace_back(*e);
-        for (const std::string& change : env) {
-            const std::string name = change.substr(0, change.find('=') + 1);
-            std::erase_if(environment, [&](const std::string& e) { return e.rfind(name, 0) == 0; });
-            if (change.size() > name.size()) environment.push_back(change);
-        }
+        std::vector<std::string> environment = environmentWith(env);
         // Built before fork: the child of a threaded process must not allocate.
         std::vector<char*> args, envp;
         for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));

@@ -3,10 +3,10 @@
 // Helpers of the host-device tests: running the real program to completion, and driving a
 // long-lived client process over its stdin/stdout.
 
+#include <ChildProcess.h>
 #include <TempDir.h>
 #include <WaitUntil.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -14,7 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <optional>
@@ -41,17 +40,11 @@ inline std::string readFile(const std::string& path) {
     return text.str();
 }
 
-// Starts `program` with `args` and the environment of this process changed by `env`
-// ("NAME=value" replaces NAME; "NAME=" removes it); `actions` redirect its descriptors.
+// Starts `program` with `args` and the environment changed by `env` (environmentWith);
+// `actions` redirect its descriptors.
 inline pid_t spawn(const std::string& program, const std::vector<std::string>& args,
                    const std::vector<std::string>& env, const posix_spawn_file_actions_t* actions) {
-    std::vector<std::string> environment;
-    for (char** e = environ; *e != nullptr; ++e) environment.emplace_back(*e);
-    for (const std::string& change : env) {
-        const std::string name = change.substr(0, change.find('=') + 1);
-        std::erase_if(environment, [&](const std::string& e) { return e.rfind(name, 0) == 0; });
-        if (change.size() > name.size()) environment.push_back(change);
-    }
+    std::vector<std::string> environment = testsupport::environmentWith(env);
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
@@ -87,83 +80,17 @@ inline ProgramRun runProgram(const std::string& program, const std::vector<std::
     return run;
 }
 
-// A client process (TestClient.cpp) driven over its stdin/stdout; killed at the end.
-class ClientProcess {
+// A client process (TestClient.cpp, or any program reading its stdin) driven line by line.
+class ClientProcess : public testsupport::ChildProcess {
 public:
-    ClientProcess(const std::string& program, const std::vector<std::string>& env) {
-        int toChild[2], fromChild[2];
-        if (pipe2(toChild, O_CLOEXEC) != 0 || pipe2(fromChild, O_CLOEXEC) != 0) return;
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, toChild[0], 0);
-        posix_spawn_file_actions_adddup2(&actions, fromChild[1], 1);
-        pid_ = spawn(program, {}, env, &actions);
-        posix_spawn_file_actions_destroy(&actions);
-        close(toChild[0]);
-        close(fromChild[1]);
-        in_ = toChild[1];
-        out_ = fromChild[0];
-    }
-    ClientProcess(const ClientProcess&) = delete;
-    ClientProcess& operator=(const ClientProcess&) = delete;
-    ~ClientProcess() {
-        close(in_);
-        close(out_);
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-
-    // The rest of the first line (from now on) that starts with `prefix`, or nullopt after
-    // 30 s.
-    std::optional<std::string> waitFor(const std::string& prefix) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        for (;;) {
-            for (size_t end; (end = buffer_.find('\n')) != std::string::npos;) {
-                std::string line = buffer_.substr(0, end);
-                buffer_.erase(0, end + 1);
-                if (line.rfind(prefix, 0) == 0) return line.substr(prefix.size());
-            }
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                    deadline - std::chrono::steady_clock::now());
-            pollfd fd{out_, POLLIN, 0};
-            char chunk[512];
-            ssize_t got = 0;
-            if (left.count() <= 0 || poll(&fd, 1, static_cast<int>(left.count())) <= 0 ||
-                (got = read(out_, chunk, sizeof(chunk))) <= 0) {
-                return std::nullopt;
-            }
-            buffer_.append(chunk, static_cast<size_t>(got));
-        }
-    }
+    ClientProcess(const std::string& program, const std::vector<std::string>& env)
+        : ChildProcess({program}, env) {}
 
     // Sends a command and answers the reply line's text after "<command> ".
     std::optional<std::string> ask(const std::string& line) {
-        const std::string text = line + "\n";
-        (void)write(in_, text.data(), text.size());
+        send(line);
         return waitFor(line.substr(0, line.find(' ')) + " ");
     }
-
-    // Sends SIGTERM; answers what the process wrote after the last line read, up to its exit,
-    // and its exit status (-1 when it did not exit on its own).
-    std::pair<std::string, int> terminate() {
-        kill(pid_, SIGTERM);
-        char chunk[4096];
-        for (ssize_t got; (got = read(out_, chunk, sizeof(chunk))) > 0;) {
-            buffer_.append(chunk, static_cast<size_t>(got));
-        }
-        int status = 0;
-        const bool exited = waitpid(pid_, &status, 0) == pid_ && WIFEXITED(status);
-        pid_ = -1;
-        return {std::exchange(buffer_, {}), exited ? WEXITSTATUS(status) : -1};
-    }
-
-private:
-    pid_t pid_ = -1;
-    int in_ = -1;
-    int out_ = -1;
-    std::string buffer_;
 };
 
 #ifdef HOST_DEVICE_PROGRAM
