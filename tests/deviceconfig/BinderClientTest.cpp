@@ -107,8 +107,15 @@ TEST_F(BinderClient, ConnectsInTheConstructorAndTakesAReplacementAlreadyRegister
 }
 
 TEST_F(BinderClient, DestructionCutsThePauseBetweenAttemptsShort) {
-    // Waiting out the pause would outlast the test's time limit.
-    EXPECT_EQ(nullptr, connect(std::chrono::hours(1))->getService());
+    auto client = connect(std::chrono::hours(1));
+    EXPECT_EQ(nullptr, client->getService());
+    // Destroyed on a thread of its own, left behind if it waits out the pause.
+    auto destroyed = std::make_shared<std::atomic<bool>>(false);
+    std::thread([raw = client.release(), destroyed] {
+        delete raw;
+        *destroyed = true;
+    }).detach();
+    EXPECT_TRUE(waitUntil([&] { return destroyed->load(); }, 60s));
 }
 
 TEST_F(BinderClient, AnAttemptThatEndsAfterDestructionBeganIsIgnored) {
