@@ -14,10 +14,12 @@
 #include <BenchSupport.h>
 #include <FakeSettingsService.h>
 
+#include <android-base/properties.h>
 #include <benchmark/benchmark.h>
 #include <binder/IServiceManager.h>
 #include <deviceconfig_host/HostDeviceConfigService.h>
 #include <hostproperties/PropertyStore.h>
+#include <dlfcn.h>
 #include <sys/system_properties.h>
 
 #include <algorithm>
@@ -27,6 +29,7 @@
 #include <cstring>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -192,6 +195,42 @@ void BM_GetTelemetryManagedMode(benchmark::State& state) {
             false);
 }
 BENCHMARK(BM_GetTelemetryManagedMode)->UseRealTime();
+
+// libbase's own function, found in libbase itself: the host stand-in interposes the global one.
+template <typename Fn>
+Fn libbaseOwn(const char* symbol) {
+    return reinterpret_cast<Fn>(dlsym(dlopen("libbase.so.0", RTLD_NOW | RTLD_NOLOAD), symbol));
+}
+
+// A property read through libbase on this library's property store. Floor: libbase's
+// GetProperty on its own in-process map, holding as many properties.
+void BM_LibbasePropertyRead(benchmark::State& state) {
+    using GetFn = std::string (*)(const std::string&, const std::string&);
+    using SetFn = bool (*)(const std::string&, const std::string&);
+    const auto ownGet = libbaseOwn<GetFn>(
+            "_ZN7android4base11GetPropertyERKNSt7__cxx1112basic_stringIcSt11char_"
+            "traitsIcESaIcEEES8_");
+    const auto ownSet = libbaseOwn<SetFn>(
+            "_ZN7android4base11SetPropertyERKNSt7__cxx1112basic_stringIcSt11char_"
+            "traitsIcESaIcEEES8_");
+    if (ownGet == nullptr || ownSet == nullptr || ownGet == &android::base::GetProperty) {
+        state.SkipWithError("cannot reach libbase's own property functions");
+        return;
+    }
+    for (int i = 0; i < 500; ++i) {
+        const std::string name = "persist.device_config.bench_namespace.flag_" + std::to_string(i);
+        hostproperties::setProperty(name, "1");
+        ownSet(name, "1");
+    }
+    ownSet(kLiveKey, "1");
+    const std::string name = kLiveKey;
+    const std::string fallback;
+    compare(
+            state, 1.0,
+            [&] { benchmark::DoNotOptimize(android::base::GetProperty(name, fallback)); },
+            [&] { benchmark::DoNotOptimize(ownGet(name, fallback)); }, false);
+}
+BENCHMARK(BM_LibbasePropertyRead)->UseRealTime();
 
 // Floor: one thread created and joined plus one getProperties round trip, the least a read
 // that builds its own device-config client must do.
