@@ -3,10 +3,8 @@
 // a Unix socket pair between the same two processes, are timed in the same run; x_floor is the
 // call's time as a multiple of the floor.
 
-#include <signal.h>
 #include <stdlib.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +16,7 @@
 #include <vector>
 
 #include <BenchSupport.h>
+#include <ChildProcess.h>
 #include <benchmark/benchmark.h>
 #include <binder/IPCThreadState.h>
 #include <binder/IServiceManager.h>
@@ -85,24 +84,10 @@ int serve(int pong) {
     return 0;
 }
 
-// Starts a child with stdout on a pipe and waits for its "ready" line.
-pid_t startChild(std::vector<std::string> argv) {
-    int out[2];
-    if (pipe(out) != 0) return -1;
-    std::vector<char*> args;
-    for (std::string& arg : argv) args.push_back(arg.data());
-    args.push_back(nullptr);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(out[1], STDOUT_FILENO);
-        execv(args[0], args.data());
-        _exit(127);
-    }
-    close(out[1]);
-    char line[16] = {};
-    const ssize_t got = read(out[0], line, sizeof(line) - 1);
-    close(out[0]);
-    return got > 0 && std::strncmp(line, "ready", 5) == 0 ? pid : -1;
+// Starts a child and waits for its "ready" line; null when it does not get ready.
+std::unique_ptr<testsupport::ChildProcess> startChild(const std::vector<std::string>& argv) {
+    auto child = std::make_unique<testsupport::ChildProcess>(argv);
+    return child->readLine() == "ready" ? std::move(child) : nullptr;
 }
 
 }  // namespace
@@ -112,26 +97,22 @@ int main(int argc, char** argv) {
 
     char pattern[] = "/tmp/hostdevice-bench-XXXXXX";
     const std::string dir = mkdtemp(pattern);
-    const pid_t daemon = startChild({HOSTBINDERD, dir});
+    auto daemon = startChild({HOSTBINDERD, dir});
     setenv(android::hostbinder::kHostDeviceEnv, dir.c_str(), 1);
     int pair[2];
-    if (daemon < 0 || socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) return 1;
+    if (daemon == nullptr || socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) return 1;
     gPing = pair[0];
-    const pid_t server = startChild({"/proc/self/exe", "--serve", std::to_string(pair[1])});
+    auto server = startChild({"/proc/self/exe", "--serve", std::to_string(pair[1])});
     close(pair[1]);
     int status = 1;
-    if (server > 0) {
+    if (server != nullptr) {
         benchmark::Initialize(&argc, argv);
         benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
         status = 0;
     }
-    for (pid_t child : {server, daemon}) {
-        if (child > 0) {
-            kill(child, SIGKILL);
-            waitpid(child, nullptr, 0);
-        }
-    }
+    server.reset();
+    daemon.reset();
     std::error_code ignored;
     std::filesystem::remove_all(dir, ignored);
     return status;

@@ -125,16 +125,6 @@ TEST(SettingsDumpTest, TextAgreesWithTypedJsonAndShortensRemoteStringsUnlessFull
                               "account_checkpointed": true, "current_user": 10})"));
     EXPECT_EQ(doc["verification"]["enabled"], true);
     EXPECT_EQ(doc["latin1_strings"], json::array());
-    // The four stores in name order, each holding what the first synchronisation recorded.
-    std::vector<std::string> names;
-    for (const json& history : doc["histories"]) {
-        names.push_back(history["name"]);
-        ASSERT_EQ(history["entries"].size(), 1u) << history;
-        EXPECT_EQ(history["entries"][0]["user"], 0);
-    }
-    EXPECT_THAT(names, ::testing::ElementsAre("Account Checkpointed", "Current User",
-                                              "Local Account Mode", "Managed Mode"));
-    EXPECT_EQ(doc["histories"][1]["entries"][0]["value"], 10);
 
     EXPECT_THAT(text.titles, ::testing::ElementsAre(
                                      "", "Telemetry", "Account state now", "Account state 0 s ago",
