@@ -2,7 +2,6 @@
 // binder objects, Status, and hostile sizes and headers.
 
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -14,6 +13,8 @@
 #include <binder/Parcel.h>
 #include <binder/Status.h>
 
+#include "HexBytes.h"
+
 namespace {
 
 using android::BBinder;
@@ -23,15 +24,7 @@ using android::sp;
 using android::String16;
 using android::binder::Status;
 
-std::string hexOf(const Parcel& parcel) {
-    std::string hex;
-    char byte[3];
-    for (size_t i = 0; i < parcel.dataSize(); ++i) {
-        std::snprintf(byte, sizeof(byte), "%02x", parcel.data()[i]);
-        hex += byte;
-    }
-    return hex;
-}
+using testsupport::hexOf;
 
 // Spaces in the hex text only group words for the reader.
 void loadHex(Parcel* parcel, std::string hex) {

@@ -8,8 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <HexBytes.h>
+
 #include <climits>
-#include <cstdio>
 #include <initializer_list>
 
 namespace {
@@ -35,18 +36,7 @@ Property prop(const std::string& key, const std::string& value) {
     return p;
 }
 
-std::string hexOf(const uint8_t* data, size_t size) {
-    std::string out;
-    char buf[3];
-    for (size_t i = 0; i < size; ++i) {
-        snprintf(buf, sizeof(buf), "%02x", data[i]);
-        out += buf;
-    }
-    return out;
-}
-std::string hexOf(const Parcel& parcel) {
-    return hexOf(parcel.data(), parcel.dataSize());
-}
+using testsupport::hexOf;
 
 class Bytes {
 public:
