@@ -16,6 +16,7 @@
 #include <binder/Parcel.h>
 #include <binder_host/HostBinder.h>
 
+#include "Recorded.h"
 #include "WaitUntil.h"
 
 namespace {
@@ -56,10 +57,7 @@ status_t sendRecord(const sp<IBinder>& binder, int32_t value) {
 
 class TestService : public android::BBinder {
 public:
-    std::vector<int32_t> recorded() {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mRecorded;
-    }
+    std::vector<int32_t> recorded() { return mRecorded.all(); }
     std::atomic<const uint8_t*> lastRequestData{nullptr};
     std::atomic<bool> allOnBinderThreads{true};
 
@@ -77,8 +75,7 @@ protected:
                 return android::BAD_VALUE;
             case RECORD_ONEWAY: {
                 if (!isBinderThread()) allOnBinderThreads = false;
-                std::lock_guard<std::mutex> guard(mLock);
-                mRecorded.push_back(data.readInt32());
+                mRecorded.add(data.readInt32());
                 return android::OK;
             }
             case ECHO_BINDER:
@@ -89,8 +86,7 @@ protected:
     }
 
 private:
-    std::mutex mLock;
-    std::vector<int32_t> mRecorded;  // guarded by mLock
+    testsupport::Recorded<int32_t> mRecorded;
 };
 
 sp<IBinder> checkService(const char* name) {
@@ -165,19 +161,14 @@ public:
     void binderDied(const wp<IBinder>& who) override {
         onBinderThread = isBinderThread();
         nameGone = checkService("svc") == nullptr;  // the runtime may be called from here
-        std::lock_guard<std::mutex> guard(mLock);
-        mWho.push_back(who.promote());
+        mWho.add(who.promote());
     }
-    std::vector<sp<IBinder>> deaths() {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mWho;
-    }
+    std::vector<sp<IBinder>> deaths() { return mWho.all(); }
     std::atomic<bool> onBinderThread{false};
     std::atomic<bool> nameGone{false};
 
 private:
-    std::mutex mLock;
-    std::vector<sp<IBinder>> mWho;  // guarded by mLock
+    testsupport::Recorded<sp<IBinder>> mWho;
 };
 
 // Senders call, send one-way records and link while the service dies: one-way calls keep

@@ -7,10 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <LogCapture.h>
+#include <Recorded.h>
 #include <WaitUntil.h>
 
 #include <climits>
-#include <mutex>
+#include <atomic>
 #include <sstream>
 
 namespace {
@@ -61,15 +62,13 @@ constexpr const char* kRemoved =
 class RecordingListener : public OnPropertiesChangeListener {
 public:
     void onPropertiesChanged(const Properties& properties) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        changes.push_back(properties);
-        allOnBinderThreads = allOnBinderThreads && android::hostbinder::isBinderThread();
+        if (!android::hostbinder::isBinderThread()) allOnBinderThreads = false;
+        changes.add(properties);
     }
     bool registered() { return hasDeviceConfigListenerInstanceLocked(); }
 
-    std::mutex mutex;  // guards the two below
-    std::vector<Properties> changes;
-    bool allOnBinderThreads = true;
+    testsupport::Recorded<Properties> changes;
+    std::atomic<bool> allOnBinderThreads{true};
 };
 
 // A registered listener and its binder-side object keep each other alive until the process
@@ -198,8 +197,7 @@ TEST_F(DeviceConfig, DeliversChangesOnABinderThreadToAListenerItsOwnerDropped) {
     android::hostbinder::waitForIdle();
 
     owned = keepReachable(watch.lock());
-    std::lock_guard<std::mutex> lock(owned->mutex);
-    const std::vector<Properties>& changes = owned->changes;
+    const std::vector<Properties> changes = owned->changes.all();
     ASSERT_EQ(2u, changes.size());
     EXPECT_EQ(13, changes[0].getLong("count", 0));
     EXPECT_EQ((std::vector<std::string>{"count"}), changes[0].getKeys());

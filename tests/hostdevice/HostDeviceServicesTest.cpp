@@ -1,6 +1,7 @@
 // The host device's settings and device-config services, in this process, called through
 // binder proxies as clients in other processes call them.
 
+#include <Recorded.h>
 #include <TempDir.h>
 #include <hostdevice/DeviceConfigDatabase.h>
 #include <hostdevice/PreferencesService.h>
@@ -45,24 +46,7 @@ sp<IPreferencesService> publish(const sp<hostdevice::PreferencesService>& servic
             android::defaultServiceManager()->checkService(name));
 }
 
-// What a listener heard, for the test thread to read.
-class Heard {
-public:
-    void add(const std::string& what) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        heard_.push_back(what);
-    }
-    std::vector<std::string> all() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return heard_;
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<std::string> heard_;
-};
-
-class KeyRecorder : public BnPreferencesListener, public Heard {
+class KeyRecorder : public BnPreferencesListener, public testsupport::Recorded<std::string> {
 public:
     android::binder::Status onSettingChange(const std::string& key) override {
         add(key);
@@ -70,7 +54,8 @@ public:
     }
 };
 
-class PropertiesRecorder : public aidl::BnOnPropertiesChangeListener, public Heard {
+class PropertiesRecorder : public aidl::BnOnPropertiesChangeListener,
+                           public testsupport::Recorded<std::string> {
 public:
     android::binder::Status onPropertiesChanged(const std::vector<aidl::Property>& changed) override {
         for (const auto& p : changed) add(p.key + "=" + p.value);

@@ -5,6 +5,7 @@
 #include <settingsmodule_host/HostSettingsControl.h>
 
 #include <LogCapture.h>
+#include <Recorded.h>
 #include <TempDir.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -52,22 +53,15 @@ std::optional<std::string> textOf(ISettingsManager& manager, const char* key) {
 class RecordingListener : public ISettingsListener {
 public:
     void onSettingChange(const char* key) override {
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            keys_.push_back(key);
-        }
+        keys_.add(key);
         if (hook) hook(key);
     }
-    std::vector<std::string> keys() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return keys_;
-    }
+    std::vector<std::string> keys() const { return keys_.all(); }
 
     std::function<void(const char* key)> hook;
 
 private:
-    mutable std::mutex mutex_;
-    std::vector<std::string> keys_;
+    testsupport::Recorded<std::string> keys_;
 };
 
 // The module reads its settings file once per process, at its first load: this case loads first.
