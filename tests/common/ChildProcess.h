@@ -34,9 +34,11 @@ inline std::vector<std::string> environmentWith(const std::vector<std::string>& 
 
 class ChildProcess {
 public:
-    // argv[0] is the program's path; `env` changes the environment it gets (environmentWith).
+    // argv[0] is the program's path; `env` changes the environment it gets (environmentWith);
+    // its stderr goes to `errorFile` when one is named.
     explicit ChildProcess(const std::vector<std::string>& argv,
-                          const std::vector<std::string>& env = {}) {
+                          const std::vector<std::string>& env = {},
+                          const std::string& errorFile = "") {
         std::vector<std::string> environment = environmentWith(env);
         // Built before fork: the child of a threaded process must not allocate.
         std::vector<char*> args, envp;
@@ -53,6 +55,9 @@ public:
             if (getppid() != parent) _exit(127);
             dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
+            if (!errorFile.empty()) {
+                dup2(open(errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+            }
             execve(args[0], args.data(), envp.data());
             _exit(127);
         }
@@ -106,18 +111,24 @@ public:
         }
     }
 
-    // Sends SIGTERM; answers what the child wrote after the last line read, up to its exit,
-    // and its exit status (-1 when it did not exit on its own).
-    std::pair<std::string, int> terminate() {
-        ::kill(pid_, SIGTERM);
+    // Closes the child's stdin and waits for it to end; answers what it wrote after the last
+    // line read, and its exit status (or -signal when a signal ended it).
+    std::pair<std::string, int> finish() {
+        close(std::exchange(in_, -1));
         char chunk[4096];
         for (ssize_t got; (got = read(out_, chunk, sizeof(chunk))) > 0;) {
             buffer_.append(chunk, static_cast<size_t>(got));
         }
         int status = 0;
-        const bool exited = waitpid(pid_, &status, 0) == pid_ && WIFEXITED(status);
-        pid_ = -1;
-        return {std::exchange(buffer_, {}), exited ? WEXITSTATUS(status) : -1};
+        waitpid(std::exchange(pid_, -1), &status, 0);
+        return {std::exchange(buffer_, {}),
+                WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status)};
+    }
+
+    // Sends SIGTERM, then finish().
+    std::pair<std::string, int> terminate() {
+        ::kill(pid_, SIGTERM);
+        return finish();
     }
 
     // SIGKILL and reap.

@@ -6,11 +6,6 @@
 #include <ChildProcess.h>
 #include <TempDir.h>
 #include <WaitUntil.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -19,9 +14,8 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
-
-extern char** environ;
 
 namespace hostdevicetest {
 
@@ -40,43 +34,17 @@ inline std::string readFile(const std::string& path) {
     return text.str();
 }
 
-// Starts `program` with `args` and the environment changed by `env` (environmentWith);
-// `actions` redirect its descriptors.
-inline pid_t spawn(const std::string& program, const std::vector<std::string>& args,
-                   const std::vector<std::string>& env, const posix_spawn_file_actions_t* actions) {
-    std::vector<std::string> environment = testsupport::environmentWith(env);
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
-    std::vector<char*> envp;
-    for (std::string& e : environment) envp.push_back(e.data());
-    envp.push_back(nullptr);
-    pid_t pid = -1;
-    if (posix_spawn(&pid, program.c_str(), actions, nullptr, argv.data(), envp.data()) != 0) {
-        return -1;
-    }
-    return pid;
-}
-
-// Runs `program` to completion (see spawn()) and collects its status and output.
+// Runs `program` to completion, its environment changed by `env` (environmentWith), and
+// collects its status and output.
 inline ProgramRun runProgram(const std::string& program, const std::vector<std::string>& args,
                              const std::vector<std::string>& env = {}) {
     TempDir scratch("hostdevice-run");
-    const std::string out = scratch.path() + "/out";
-    const std::string err = scratch.path() + "/err";
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT, 0600);
+    std::vector<std::string> argv{program};
+    argv.insert(argv.end(), args.begin(), args.end());
+    testsupport::ChildProcess child(argv, env, scratch.path() + "/err");
     ProgramRun run;
-    if (const pid_t pid = spawn(program, args, env, &actions); pid > 0) {
-        int status = 0;
-        waitpid(pid, &status, 0);
-        run.status = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-    }
-    posix_spawn_file_actions_destroy(&actions);
-    run.out = readFile(out);
-    run.err = readFile(err);
+    std::tie(run.out, run.status) = child.finish();
+    run.err = readFile(scratch.path() + "/err");
     return run;
 }
 
