@@ -111,8 +111,8 @@ TEST(StorageCacheTest, ThreadsShareCachesOverSeparateConnectionsSafely) {
 // races too.
 TEST(KeyValueMultiProcessTest, ConcurrentWritersInSeveralProcessesLoseNothing) {
     testsupport::TempDir dir("keyvalue");
-    constexpr int kChildren = 3;
-    constexpr int kKeysPerChild = 40;
+    constexpr int kChildren = 6;
+    constexpr int kKeysPerChild = 20;
     const auto key = [](int child, int i) { return "c" + std::to_string(child * 1000 + i); };
     int start[2];
     ASSERT_EQ(pipe(start), 0);

@@ -4,7 +4,10 @@
 #include "StoreDirectory.h"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <thread>
 #include <utility>
 
 namespace keyvalue {
@@ -12,10 +15,12 @@ namespace {
 
 constexpr const char* kDatabaseFileName = "keyvalue.db";
 
-// SQLite's busy handler already waits up to the busy timeout; a few SQLITE_BUSY results
-// come back without it (a stale WAL snapshot, WAL recovery by another process), so each
-// operation is retried a bounded number of times before it gives up.
-constexpr int kMaxAttempts = 3;
+// SQLite's busy handler waits within one attempt, but some SQLITE_BUSY results come back
+// at once without it: two connections that both read a new file and then both ask to
+// switch it to WAL, a stale WAL snapshot, recovery by another process. Such connections can
+// collide again on every immediate retry, so each retry comes after a short random pause,
+// until the busy timeout of the whole operation has passed.
+constexpr std::chrono::milliseconds kLongestPause{16};
 
 // WAL: readers in other processes are never blocked by a writer and a writer never waits
 // for readers, which keeps every transaction short when several processes share the file.
@@ -60,7 +65,11 @@ void finish(sqlite3_stmt* statement) {
 
 SqliteKeyValueDatabase::SqliteKeyValueDatabase(std::string directory,
                                                std::chrono::milliseconds busyTimeout)
-    : directory_(std::move(directory)), busyTimeout_(busyTimeout) {}
+    : directory_(std::move(directory)),
+      busyTimeout_(busyTimeout),
+      // Seeded apart in every process, so writers that collide do not pause in step.
+      random_(static_cast<unsigned>(getpid()) ^
+              static_cast<unsigned>(std::chrono::steady_clock::now().time_since_epoch().count())) {}
 
 SqliteKeyValueDatabase::~SqliteKeyValueDatabase() {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -70,13 +79,8 @@ SqliteKeyValueDatabase::~SqliteKeyValueDatabase() {
 std::optional<std::string> SqliteKeyValueDatabase::read(int store, const std::string& name,
                                                         const std::string& key) {
     std::lock_guard<std::mutex> lock(mutex_);
-    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-        std::optional<std::string> value;
-        Outcome outcome = openLocked();
-        if (outcome == Outcome::Done) outcome = readOnceLocked(store, name, key, value);
-        if (outcome == Outcome::Done) return value;
-        if (outcome == Outcome::Failed) break;
-    }
+    std::optional<std::string> value;
+    if (runLocked([&] { return readOnceLocked(store, name, key, value); })) return value;
     KVLOGE("Cannot read %s/%s from the key-value store", name.c_str(), key.c_str());
     return std::nullopt;
 }
@@ -84,14 +88,31 @@ std::optional<std::string> SqliteKeyValueDatabase::read(int store, const std::st
 bool SqliteKeyValueDatabase::write(int store, const std::string& name, const std::string& key,
                                    const std::string& value) {
     std::lock_guard<std::mutex> lock(mutex_);
-    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-        Outcome outcome = openLocked();
-        if (outcome == Outcome::Done) outcome = writeOnceLocked(store, name, key, value);
-        if (outcome == Outcome::Done) return true;
-        if (outcome == Outcome::Failed) break;
-    }
+    if (runLocked([&] { return writeOnceLocked(store, name, key, value); })) return true;
     KVLOGE("Cannot write %s/%s to the key-value store", name.c_str(), key.c_str());
     return false;
+}
+
+template <typename Operation>
+bool SqliteKeyValueDatabase::runLocked(const Operation& operation) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + busyTimeout_;
+    const auto left = [&] {
+        return std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    };
+    for (std::chrono::milliseconds pause{1};; pause = std::min(pause * 2, kLongestPause)) {
+        Outcome outcome = openLocked();
+        if (outcome == Outcome::Done) {
+            // SQLite's own wait within the attempt ends at the operation's deadline too.
+            sqlite3_busy_timeout(db_, static_cast<int>(std::max<long>(left().count(), 1)));
+            outcome = operation();
+        }
+        if (outcome != Outcome::Busy) return outcome == Outcome::Done;
+        const std::chrono::milliseconds wait = std::min(pause, left());
+        if (wait.count() <= 0) return false;
+        std::uniform_int_distribution<long> jitter(1, wait.count());
+        std::this_thread::sleep_for(std::chrono::milliseconds(jitter(random_)));
+    }
 }
 
 SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::openLocked() {
@@ -112,7 +133,7 @@ SqliteKeyValueDatabase::Outcome SqliteKeyValueDatabase::openLocked() {
         return isBusy(rc) ? Outcome::Busy : Outcome::Failed;
     }
     sqlite3_extended_result_codes(db_, 1);
-    sqlite3_busy_timeout(db_, static_cast<int>(busyTimeout_.count()));
+    sqlite3_busy_timeout(db_, static_cast<int>(busyTimeout_.count()));  // for the set-up
 
     Outcome outcome = Outcome::Done;
     for (const char* sql : kSetup) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <mutex>
 #include <optional>
+#include <random>
 #include <string>
 
 struct sqlite3;
@@ -30,6 +31,10 @@ public:
 private:
     enum class Outcome { Done, Busy, Failed };
 
+    // Runs operation on an open connection, again after each busy result until the busy
+    // timeout has passed; true when it was done.
+    template <typename Operation>
+    bool runLocked(const Operation& operation);
     Outcome openLocked();
     void closeLocked();
     Outcome execLocked(const char* sql);
@@ -46,6 +51,7 @@ private:
     sqlite3* db_ = nullptr;           // guarded by mutex_
     sqlite3_stmt* select_ = nullptr;  // guarded by mutex_
     sqlite3_stmt* upsert_ = nullptr;  // guarded by mutex_
+    std::minstd_rand random_;         // guarded by mutex_; spreads retries of colliding writers
 };
 
 }  // namespace keyvalue
